@@ -1,0 +1,40 @@
+// The transition contract's helpers: new host pictures and host components by name.
+#pragma once
+
+#include "frame/Com.h"
+#include "frame/Loader.h"
+
+// New host pictures (one reference for the caller), or null. Each accessor keeps the
+// component string of its host component from first use until unload.
+class CIFObject {
+ public:
+  static ICIFImageCANVAS* CreateImageCANVAS();
+  static ICIFImage* CreateImage();
+  static ICIFImageDIB* CreateImageDIB();
+  static ICIFSubImage* CreateSubImage();
+};
+
+// Host components made afresh by name through the global collection for one use.
+inline ICIFTransform* CreateTransformComponent() {
+  return CreateObjectByName<ICIFTransform>("CIFTransform", IID_ICIFTransform);
+}
+inline ICIFMaths* CreateMathsComponent() {
+  return CreateObjectByName<ICIFMaths>("CIFMaths", IID_ICIFMaths);
+}
+
+// Row access to one plane of a picture.
+struct PlaneRows {
+  unsigned char* first = nullptr;
+  int stride = 0;
+  unsigned char* Row(unsigned y) const { return first + static_cast<std::ptrdiff_t>(y) * stride; }
+};
+inline PlaneRows GetPlaneRows(ICIF* picture, unsigned plane) {
+  PlaneRows rows;
+  int info = 0;
+  picture->GetPlaneLines(plane, &info, &rows.first, &rows.stride);
+  return rows;
+}
+
+// `from` resampled to width x height through a "CIFTransform" made for the one call
+// (constants 0 and 1), or null when the host gives nothing.
+ICIF* ResampleTo(ICIF* from, unsigned width, unsigned height);

@@ -1,0 +1,14 @@
+// "DissolveAdditiveTransition": first brightens `to` up over `from` (to weight 2p), then fades
+// `from` away (from weight 2(1 - p)), saturating at 255. NaN progress takes the second half.
+#include "effects/Dissolve.h"
+
+#include "effects/BlendFrame.h"
+
+template <>
+const tagREFString IObjectInfoImpl<CDissolveAdditive>::m_ObjectName =
+    RefLiteral(L"DissolveAdditiveTransition");
+
+HRESULT CDissolveAdditive::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) {
+  if (progress < 0.5) return BlendTransition(from, to, out, 1.0, 2 * progress, BlendSum::kSaturate);
+  return BlendTransition(from, to, out, 2 * (1 - progress), 1.0, BlendSum::kSaturate);
+}

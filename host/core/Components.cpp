@@ -1,0 +1,7 @@
+#include "host/core/Components.h"
+
+namespace host::core {
+
+std::span<const HostComponent> Components() { return {}; }
+
+}  // namespace host::core

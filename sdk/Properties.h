@@ -1,0 +1,63 @@
+// Property interrogation: how a host lists, reads, changes and stores an effect's settings.
+#pragma once
+
+#include "sdk/Collections.h"
+
+struct IFolderStream;
+struct IDataStream;
+
+// Stands for the whole property table in Inquire and ParameterRange.
+constexpr int UIPROP_ALL = 0x2000000;
+
+// Flags word of a property.
+enum PropertyFlags : unsigned {
+  kPropKindMask = 0x0F,       // value kind, see PropertyKind
+  kPropSubKindMask = 0xF0,
+  kPropBoolean = 0x10,
+  kPropColour = 0x20,         // with kind 3: flags exactly 0x23
+  kPropChoice = 0x40,         // an integer chosen from a list
+  kPropFileName = 0x100,      // string holding a file name, stored relative to the install path
+  kPropNotSavedXML = 0x04000000,
+};
+
+enum PropertyKind : int {
+  kPropNone = 0,
+  kPropUInt8 = 1,
+  kPropInt16 = 2,
+  kPropInt32 = 3,
+  kPropFloat = 4,
+  kPropDouble = 5,
+  kPropString = 6,
+  kPropObject = 7,
+  kPropConstantZero = 8,
+  kPropInterface = 9,
+};
+
+struct IUIPropInterrogate : IUnknown {
+  static constexpr IID kIID = IIDFromName("IUIPropInterrogate");
+  // On success returns the property's flags word (not 0), so test with Succeeded().
+  virtual HRESULT Inquire(int id, int* value) = 0;                                   // 3
+  virtual HRESULT Control(int id, int value) = 0;                                    // 4
+  virtual HRESULT ParameterRange(int id, int* minimum, int* maximum) = 0;            // 5
+  virtual HRESULT ParameterEnumeration(int id, IUnknown** choices) = 0;              // 6
+
+ protected:
+  ~IUIPropInterrogate() = default;
+};
+
+struct IUIPropInterrogateEx : IUIPropInterrogate {
+  using Base = IUIPropInterrogate;
+  static constexpr IID kIID = IIDFromName("IUIPropInterrogateEx");
+  virtual HRESULT InquireEx(int id, IUnknown** value) = 0;                           // 7
+  virtual HRESULT ControlEx(int id, IUnknown* value) = 0;                            // 8
+  virtual HRESULT UIPropInterrogate_SaveFolderStream(INamedCollection* names, IFolderStream* folder,
+                                                     int option) = 0;                // 9
+  virtual HRESULT UIPropInterrogate_LoadFolderStream(IFolderStream* folder, int option) = 0;  // 10
+  virtual HRESULT UIPropInterrogate_SaveXML(INamedCollection* names, IDataStream* stream,
+                                            int option) = 0;                         // 11
+  virtual HRESULT UIPropInterrogate_LoadXML(INamedCollection* names, IDataStream* stream,
+                                            int option) = 0;                         // 12
+
+ protected:
+  ~IUIPropInterrogateEx() = default;
+};

@@ -1,0 +1,64 @@
+#include "tests/common/TestHost.h"
+
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace testhost {
+
+IComponentCollection* Global() {
+  static IComponentCollection* global = [] {
+    void* library = dlopen("./_binARM64/CollectionsEx.so", RTLD_NOW);
+    if (library == nullptr) {
+      std::fprintf(stderr, "test host: %s\n", dlerror());
+      std::abort();
+    }
+    auto create = reinterpret_cast<CreateFunctionFn>(dlsym(library, "CreateFunction"));
+    ComponentFactory factory = nullptr;
+    create(RefView(L"GlobalComponentCollection"), &factory);
+    IComponentCollection* collection = nullptr;
+    IID iid = IComponentCollection::kIID;
+    factory(nullptr, &iid, reinterpret_cast<void**>(&collection));
+    if (collection == nullptr) std::abort();
+    return collection;
+  }();
+  return global;
+}
+
+ComPtr<ICIF> MakePicture(unsigned width, unsigned height, int bitsPerPixel,
+                         unsigned char (*pattern)(unsigned x, unsigned y, unsigned c)) {
+  auto image = Create<ICIFImageDIB>(L"CIFImageDIB");
+  if (!image) return {};
+  const int format = bitsPerPixel == 8 ? kFormatMono : bitsPerPixel == 24 ? kFormatRGB : kFormatRGBA;
+  image->Create(width, height, 1, bitsPerPixel, format);
+  int info = 0, stride = 0;
+  unsigned char* first = nullptr;
+  image->GetPlaneLines(0, &info, &first, &stride);
+  const unsigned channels = static_cast<unsigned>(bitsPerPixel) / 8;
+  for (unsigned y = 0; y < height; ++y)
+    for (unsigned x = 0; x < width; ++x)
+      for (unsigned c = 0; c < channels; ++c)
+        first[static_cast<std::ptrdiff_t>(y) * stride + x * channels + c] = pattern(x, y, c);
+  return image.As<ICIF>();
+}
+
+std::vector<unsigned char> Bytes(ICIF* picture) {
+  unsigned width = 0, height = 0, planes = 0;
+  int bits = 0, format = 0, formatC = 0;
+  picture->GetSize(&width, &height, &planes);
+  picture->GetFormat(&bits, &format, &formatC);
+  int info = 0, stride = 0;
+  unsigned char* first = nullptr;
+  picture->GetPlaneLines(0, &info, &first, &stride);
+  const std::size_t rowBytes = static_cast<std::size_t>(width) * static_cast<unsigned>(bits) / 8;
+  std::vector<unsigned char> bytes;
+  bytes.reserve(rowBytes * height);
+  for (unsigned y = 0; y < height; ++y) {
+    const unsigned char* row = first + static_cast<std::ptrdiff_t>(y) * stride;
+    bytes.insert(bytes.end(), row, row + rowBytes);
+  }
+  return bytes;
+}
+
+}  // namespace testhost

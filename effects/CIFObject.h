@@ -1,6 +1,8 @@
 // The transition contract's helpers: new host pictures and host components by name.
 #pragma once
 
+#include <cstdint>
+
 #include "frame/Com.h"
 #include "frame/Loader.h"
 
@@ -33,6 +35,13 @@ inline PlaneRows GetPlaneRows(ICIF* picture, unsigned plane) {
   int info = 0;
   picture->GetPlaneLines(plane, &info, &rows.first, &rows.stride);
   return rows;
+}
+
+// A truncating conversion to 32 bits as the processor makes it: values that do not fit (and
+// NaN) give INT32_MIN instead of undefined behaviour.
+inline std::int32_t TruncInt(double value) {
+  if (!(value > -2147483649.0 && value < 2147483648.0)) return INT32_MIN;
+  return static_cast<std::int32_t>(value);
 }
 
 // `from` resampled to width x height through a "CIFTransform" made for the one call

@@ -10,15 +10,13 @@ struct IDataStream;
 constexpr int UIPROP_ALL = 0x2000000;
 
 // Flags word of a property.
-enum PropertyFlags : unsigned {
-  kPropKindMask = 0x0F,       // value kind, see PropertyKind
-  kPropSubKindMask = 0xF0,
-  kPropBoolean = 0x10,
-  kPropColour = 0x20,         // with kind 3: flags exactly 0x23
-  kPropChoice = 0x40,         // an integer chosen from a list
-  kPropFileName = 0x100,      // string holding a file name, stored relative to the install path
-  kPropNotSavedXML = 0x04000000,
-};
+inline constexpr unsigned kPropKindMask = 0x0F;     // value kind, see PropertyKind
+inline constexpr unsigned kPropSubKindMask = 0xF0;
+inline constexpr unsigned kPropBoolean = 0x10;
+inline constexpr unsigned kPropColour = 0x20;       // with kind 3: flags exactly 0x23
+inline constexpr unsigned kPropChoice = 0x40;       // an integer chosen from a list
+inline constexpr unsigned kPropFileName = 0x100;    // a file name, stored relative to the install path
+inline constexpr unsigned kPropNotSavedXML = 0x04000000;  // not written or restored by the streams
 
 enum PropertyKind : int {
   kPropNone = 0,

@@ -7,6 +7,7 @@
 #include "effects/KeloTransitions.h"
 #include "host/core/Components.h"
 #include "host/imaging/Components.h"
+#include "host/storage/Components.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ int main(int argc, char** argv) {
     out << "# Components of the modules in this folder: component, module, kind (tab-separated).\n";
     WriteHostTable(out, host::core::kModuleName, host::core::Components());
     WriteHostTable(out, host::imaging::kModuleName, host::imaging::Components());
+    WriteHostTable(out, host::storage::kModuleName, host::storage::Components());
     for (const ModuleComponent& row : ModuleComponents())
       out << Narrow({row.name.text, static_cast<std::size_t>(row.name.length)}) << "\tKeloTransitions\t"
           << Narrow(kTransitionKind) << '\n';

@@ -1,0 +1,327 @@
+#include "app/Commands.h"
+
+#include <cmath>
+#include <cstdio>
+#include <future>
+#include <iostream>
+
+#include "app/Builtin.h"
+#include "app/Errors.h"
+#include "app/Files.h"
+#include "app/PictureIO.h"
+#include "app/Properties.h"
+#include "app/Render.h"
+#include "app/Sheet.h"
+#include "app/Text.h"
+#include "sdk/Properties.h"
+
+namespace kelo {
+
+namespace {
+
+using Paths = std::vector<std::filesystem::path>;
+
+// The identities a host asks an effect for, in the order they are shown.
+struct KnownInterface {
+  const char* name;
+  IID iid;
+};
+const KnownInterface kInterfaces[] = {
+    {"IKeloTransition", IKeloTransition::kIID},
+    {"IObjectInfo", IObjectInfo::kIID},
+    {"IUIPropInterrogate", IUIPropInterrogate::kIID},
+    {"IDataPersist", IDataPersist::kIID},
+    {"IReplicableObject", IReplicableObject::kIID},
+    {"IRandomizableObject", IRandomizableObject::kIID},
+    {"IUIPropertyPageSpecify", IUIPropertyPageSpecify::kIID},
+    {"IShutter", IShutter::kIID},
+    {"ITwirl", ITwirl::kIID},
+};
+
+// Checks an output before any work: its folder, that it overwrites no input, and for a frame
+// pattern every frame file it will write.
+void CheckVideoOutput(const std::filesystem::path& output, const Paths& inputs, long frames) {
+  const OutputKind kind = OutputKindOf(output);
+  if (kind == OutputKind::kPng)
+    throw AppError(kExitUsage, "'" + output.string() +
+                                   "' is a single picture: for frames use a pattern such as "
+                                   "frames/%04d.png, or 'kelo frame' for one frame");
+  if ((kind == OutputKind::kMp4 || kind == OutputKind::kWebM) && FindFfmpeg().empty())
+    throw AppError(kExitOutput, "'" + output.string() +
+                                    "' needs the ffmpeg program (Debian package 'ffmpeg'); .webp, "
+                                    ".gif, .rgb and .png frame output work without it");
+  if (kind != OutputKind::kPngFrames) return CheckOutputPath(output, inputs);
+  CheckOutputPath(FramePath(output, 0), inputs);
+  for (long i = 1; i < frames; ++i)
+    for (const auto& input : inputs)
+      if (SameFile(FramePath(output, i), input))
+        throw AppError(kExitOutput, "the frame '" + FramePath(output, i).string() +
+                                        "' would overwrite the input '" + input.string() + "'");
+}
+
+// An effect made through its component string, with the user's settings applied.
+ComPtr<IKeloTransition> MakeEffect(const Host& host, const std::wstring& name,
+                                   const std::vector<std::string>& settings) {
+  auto effect = host.CreateTransition(name);
+  if (!effect) throw AppError(kExitFailure, "the host could not create " + ToUtf8(name));
+  for (const auto& setting : settings)
+    ApplySetting(host, effect.Get(), name, ToUtf8(name), setting);
+  return effect;
+}
+
+void PrintOutputs(const Paths& outputs) {
+  if (outputs.size() > 3) {
+    std::printf("%s ... %s (%zu files)\n", outputs.front().c_str(), outputs.back().c_str(),
+                outputs.size());
+    return;
+  }
+  for (const auto& path : outputs) std::printf("%s\n", path.c_str());
+}
+
+}  // namespace
+
+int RunList(const ListOptions& options) {
+  Host host;
+  const auto names = host.TransitionNames();
+  if (names.empty())
+    throw AppError(kExitFailure, "the host lists no transitions (is KeloTransitions.so in " +
+                                     host.ModuleDir().string() + "?)");
+  for (const auto& wide : names) {
+    const std::string name = ToUtf8(wide);
+    if (options.namesOnly) {
+      std::printf("%s\n", name.c_str());
+      continue;
+    }
+    auto effect = host.CreateTransition(wide);
+    if (!effect) {
+      std::printf("%s\n  cannot be created\n", name.c_str());
+      continue;
+    }
+    std::string answered;
+    for (const auto& known : kInterfaces) {
+      ComPtr<IUnknown> answer;
+      if (Succeeded(effect->QueryInterface(known.iid, answer.PutVoid())) && answer)
+        answered += (answered.empty() ? "" : ", ") + std::string(known.name);
+    }
+    std::printf("%s\n  interfaces: %s\n", name.c_str(), answered.c_str());
+    const auto properties = ReadProperties(host, effect.Get(), wide);
+    if (properties.empty() && effect.As<IUIPropInterrogate>()) std::printf("  properties: none\n");
+    for (const auto& property : properties) {
+      std::printf("  property %d%s%s: %s", property.id, property.name.empty() ? "" : " ",
+                  property.name.c_str(), DescribeConstraint(property).c_str());
+      if (!property.value.empty()) std::printf(" = %s", property.value.c_str());
+      std::printf("\n");
+    }
+  }
+  return kExitOk;
+}
+
+int RunFrame(const FrameOptions& options) {
+  if (!std::isfinite(options.progress) || options.progress < 0 || options.progress > 1)
+    throw AppError(kExitUsage, "bad --progress " + Number(options.progress) + ": expected 0 to 1");
+  const std::filesystem::path output = options.output;
+  if (LowerExtension(output) != "png")
+    throw AppError(kExitUsage, "the frame output '" + output.string() + "' must be a .png file");
+  ProbePicture(options.from);
+  ProbePicture(options.to);
+  CheckOutputPath(output, {options.from, options.to});
+  Host host;
+  const auto name = host.ResolveTransitionName(options.transition);
+  auto effect = MakeEffect(host, name, options.settings);
+  auto from = std::async(std::launch::async, [&] { return DecodePicture(host, options.from); });
+  auto to = DecodePicture(host, options.to);
+  auto fromPicture = from.get();
+  // The effect resamples `from` itself when the sizes differ.
+  auto frame =
+      RenderFrame(effect.Get(), ToUtf8(name), fromPicture.Get(), to.Get(), options.progress);
+  SavePng(output, View(frame.Get()));
+  std::printf("%s\n", output.c_str());
+  return kExitOk;
+}
+
+int RunRender(const RenderOptions& options) {
+  CheckFps(options.fps);
+  CheckSeconds(options.duration, "--duration", false);
+  const FitMode fit = ParseFit(options.fit);
+  const Rgb background = ParseColour(options.background);
+  Size size;
+  if (!options.size.empty()) size = ParseSize(options.size);
+  const std::filesystem::path output = options.output;
+  const long frames = std::max(2L, FrameCount(options.duration, options.fps));
+  ProbePicture(options.from);
+  ProbePicture(options.to);
+  CheckVideoOutput(output, {options.from, options.to}, frames);
+
+  Host host;
+  const auto name = host.ResolveTransitionName(options.transition);
+  auto effect = MakeEffect(host, name, options.settings);
+  auto fromFuture = std::async(std::launch::async, [&] {
+    auto picture = DecodePicture(host, options.from);
+    return size.Empty() ? picture : FitPicture(host, picture.Get(), size, fit, background);
+  });
+  auto to = DecodePicture(host, options.to);
+  if (size.Empty())
+    size = PictureSize(to.Get());
+  else
+    to = FitPicture(host, to.Get(), size, fit, background);
+  auto from = fromFuture.get();
+
+  ProgressBar progress(frames, ProgressBar::WantedFor(options.quiet));
+  AsyncSink sink(MakeSink(output, {size.width, size.height, options.fps}), &progress);
+  RenderTransition(effect.Get(), ToUtf8(name), from.Get(), to.Get(), frames, true, sink);
+  sink.Finish();
+  PrintOutputs(sink.Outputs());
+  return kExitOk;
+}
+
+int RunSlideshow(const SlideshowOptions& options) {
+  CheckFps(options.fps);
+  CheckSeconds(options.hold, "--hold", true);
+  CheckSeconds(options.duration, "--duration", true);
+  const FitMode fit = ParseFit(options.fit);
+  const Rgb background = ParseColour(options.background);
+  if (options.pictures.empty()) throw AppError(kExitUsage, "no pictures given");
+  Size size;
+  if (!options.size.empty()) size = ParseSize(options.size);
+  SlideshowPlan plan{options.pictures.size(), FrameCount(options.hold, options.fps),
+                     FrameCount(options.duration, options.fps)};
+  if (plan.TotalFrames() == 0)
+    throw AppError(kExitUsage,
+                   "--hold and --duration give no frames at " + Number(options.fps) + " fps");
+  const std::filesystem::path output = options.output;
+  const Paths inputs(options.pictures.begin(), options.pictures.end());
+  for (const auto& input : inputs) ProbePicture(input);
+  CheckVideoOutput(output, inputs, plan.TotalFrames());
+
+  Host host;
+  const auto name = host.ResolveTransitionName(options.transition);
+  // One effect for the whole show: Uninitialize after each transition makes the random
+  // transition pick again.
+  auto effect = MakeEffect(host, name, options.settings);
+  auto first = DecodePicture(host, inputs[0]);
+  if (size.Empty()) size = PictureSize(first.Get());
+  auto load = [&](std::size_t k) {
+    auto picture = k == 0 ? first : DecodePicture(host, inputs[k]);
+    return FitPicture(host, picture.Get(), size, fit, background);
+  };
+  const std::string effectName = ToUtf8(name);
+  ProgressBar progress(plan.TotalFrames(), ProgressBar::WantedFor(options.quiet));
+  AsyncSink sink(MakeSink(output, {size.width, size.height, options.fps}), &progress);
+  RenderSlideshow(
+      plan, load, [&](std::size_t) { return std::make_pair(effect.Get(), effectName); }, sink);
+  sink.Finish();
+  PrintOutputs(sink.Outputs());
+  return kExitOk;
+}
+
+int RunSheet(const SheetOptions& options) {
+  const Size cell = ParseSize(options.cell, "--cell");
+  const std::filesystem::path output = options.output;
+  if (LowerExtension(output) != "png")
+    throw AppError(kExitUsage, "the sheet output '" + output.string() + "' must be a .png file");
+  if (options.from.empty() != options.to.empty())
+    throw AppError(kExitUsage, "give both --from and --to, or neither for the built-in pictures");
+  Paths inputs;
+  if (!options.from.empty()) inputs = {options.from, options.to};
+  for (const auto& input : inputs) ProbePicture(input);
+  CheckOutputPath(output, inputs);
+
+  Host host;
+  std::vector<std::wstring> names;
+  for (const auto& transition : options.transitions)
+    names.push_back(host.ResolveTransitionName(transition));
+  if (names.empty()) names = host.TransitionNames();
+  if (names.empty()) throw AppError(kExitFailure, "the host lists no transitions");
+  ComPtr<ICIF> from, to;
+  if (inputs.empty()) {
+    from = BuiltinPicture(host, 0, cell);
+    to = BuiltinPicture(host, 1, cell);
+  } else {
+    from = FitPicture(host, DecodePicture(host, inputs[0]).Get(), cell, FitMode::kContain, {});
+    to = FitPicture(host, DecodePicture(host, inputs[1]).Get(), cell, FitMode::kContain, {});
+  }
+  ProgressBar progress(static_cast<long>(names.size()), ProgressBar::WantedFor(options.quiet));
+  for (const auto& failure : RenderSheet(host, names, from.Get(), to.Get(), output, &progress))
+    std::fprintf(stderr, "kelo: warning: %s\n", failure.c_str());
+  std::printf("%s\n", output.c_str());
+  return kExitOk;
+}
+
+int RunDemo(const DemoOptions& options) {
+  const std::filesystem::path folder = options.folder;
+  std::error_code error;
+  std::filesystem::create_directories(folder / "dissolve", error);
+  if (error)
+    throw AppError(kExitOutput,
+                   "cannot make the folder '" + folder.string() + "': " + error.message());
+
+  Host host;
+  const Size size{480, 270};
+  const double fps = 25;
+  // Every transition that works on a small trial, the random one last.
+  std::vector<std::wstring> names, random;
+  {
+    auto from = BuiltinPicture(host, 0, {64, 36}), to = BuiltinPicture(host, 1, {64, 36});
+    for (const auto& name : host.TransitionNames()) {
+      try {
+        auto effect = host.CreateTransition(name);
+        if (!effect) throw AppError(kExitFailure, ToUtf8(name) + " could not be created");
+        RenderFrame(effect.Get(), ToUtf8(name), from.Get(), to.Get(), 0.5);
+        (name == L"RandomTransition" ? random : names).push_back(name);
+      } catch (const AppError& failure) {
+        std::fprintf(stderr, "kelo: warning: left out of the demo: %s\n", failure.what());
+      }
+    }
+  }
+  names.insert(names.end(), random.begin(), random.end());
+  if (names.empty()) throw AppError(kExitFailure, "no transition works: nothing to show");
+
+  Paths written;
+  // The slideshow: a built-in picture per step, each transition once.
+  {
+    std::vector<std::unique_ptr<FrameSink>> sinks;
+    sinks.push_back(MakeSink(folder / "slideshow.webp", {size.width, size.height, fps}));
+    if (!FindFfmpeg().empty())
+      sinks.push_back(MakeSink(folder / "slideshow.mp4", {size.width, size.height, fps}));
+    else
+      std::fprintf(stderr, "kelo: note: no MP4 without ffmpeg (Debian package 'ffmpeg')\n");
+    std::vector<ComPtr<IKeloTransition>> effects;
+    for (const auto& name : names) {
+      effects.push_back(host.CreateTransition(name));
+      if (!effects.back())
+        throw AppError(kExitFailure, "the host could not create " + ToUtf8(name));
+    }
+    const SlideshowPlan plan{names.size() + 1, FrameCount(0.6, fps), FrameCount(1.2, fps)};
+    ProgressBar progress(plan.TotalFrames(), ProgressBar::WantedFor(options.quiet));
+    AsyncSink sink(MakeTeeSink(std::move(sinks)), &progress);
+    RenderSlideshow(
+        plan, [&](std::size_t k) { return BuiltinPicture(host, k, size); },
+        [&](std::size_t k) { return std::make_pair(effects[k].Get(), ToUtf8(names[k])); }, sink);
+    sink.Finish();
+    for (auto& path : sink.Outputs()) written.push_back(path);
+  }
+  // The contact sheet of every transition, working or not.
+  {
+    const auto sheet = folder / "sheet.png";
+    auto from = BuiltinPicture(host, 0, {160, 90}), to = BuiltinPicture(host, 1, {160, 90});
+    ProgressBar progress(0, false);
+    for (const auto& failure :
+         RenderSheet(host, host.TransitionNames(), from.Get(), to.Get(), sheet, &progress))
+      std::fprintf(stderr, "kelo: warning: %s\n", failure.c_str());
+    written.push_back(sheet);
+  }
+  // The dissolve as single frames.
+  const std::wstring dissolve = L"DissolveTransition";
+  if (auto effect = host.CreateTransition(dissolve)) {
+    auto from = BuiltinPicture(host, 0, size), to = BuiltinPicture(host, 1, size);
+    AsyncSink sink(MakeSink(folder / "dissolve" / "%02d.png", {size.width, size.height, fps}),
+                   nullptr);
+    RenderTransition(effect.Get(), ToUtf8(dissolve), from.Get(), to.Get(), 11, true, sink);
+    sink.Finish();
+    for (auto& path : sink.Outputs()) written.push_back(path);
+  }
+  for (const auto& path : written) std::printf("%s\n", path.c_str());
+  return kExitOk;
+}
+
+}  // namespace kelo

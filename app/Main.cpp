@@ -1,0 +1,196 @@
+// kelo: renders picture transitions to files by loading the transition modules as a host does.
+#include <signal.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+
+#include "app/Commands.h"
+#include "app/Errors.h"
+
+#ifndef KELO_VERSION
+#define KELO_VERSION "0.0.0"
+#endif
+
+namespace {
+
+void AddQuiet(CLI::App* command, bool& quiet) {
+  command->add_flag("-q,--quiet", quiet, "No progress bar");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // A video encoder that stops early must not kill us: its pipe then reports EPIPE instead.
+  signal(SIGPIPE, SIG_IGN);
+
+  CLI::App app{
+      "kelo renders picture transitions to files: single frames, videos (MP4, WebM), "
+      "animations (WebP, GIF), PNG frame sequences, slideshows and contact sheets."};
+  app.set_version_flag("-V,--version", "kelo " KELO_VERSION);
+  app.require_subcommand(1);
+  app.footer(
+      "Examples:\n"
+      "  kelo list\n"
+      "  kelo frame --from a.jpg --to b.png --progress 0.4 -o out.png\n"
+      "  kelo render --from a.jpg --to b.jpg --transition PushTransition --set Direction=Left -o "
+      "out.mp4\n"
+      "  kelo slideshow photos/*.jpg -o show.mp4\n"
+      "  kelo sheet -o sheet.png\n"
+      "  kelo demo\n"
+      "Run 'kelo COMMAND --help' for the options of a command.");
+
+  kelo::ListOptions list;
+  auto* listCommand = app.add_subcommand(
+      "list", "List the transitions the host finds, their interfaces and settings");
+  listCommand->add_flag("--names", list.namesOnly, "Only the transition names, one a line");
+  listCommand->footer("Examples:\n  kelo list\n  kelo list --names");
+
+  kelo::FrameOptions frame;
+  auto* frameCommand = app.add_subcommand("frame", "Write one frame of a transition as a PNG file");
+  frameCommand->add_option("--from", frame.from, "The picture being left (PNG or JPEG)")
+      ->required();
+  frameCommand->add_option("--to", frame.to, "The picture being entered; the frame has its size")
+      ->required();
+  frameCommand->add_option("-t,--transition", frame.transition, "Transition name (see 'kelo list')")
+      ->capture_default_str();
+  frameCommand->add_option("-p,--progress", frame.progress, "0 shows --from, 1 shows --to")
+      ->capture_default_str();
+  frameCommand->add_option("--set", frame.settings,
+                           "A setting NAME=VALUE (by name or id; repeatable)");
+  frameCommand->add_option("-o,--output", frame.output, "The PNG file to write")->required();
+  frameCommand->footer(
+      "Examples:\n"
+      "  kelo frame --from a.jpg --to b.png --transition DissolveTransition --progress 0.4 -o "
+      "out.png\n"
+      "  kelo frame --from a.jpg --to b.jpg -t CoverTransition --set Direction=1 -p 0.5 -o "
+      "half.png");
+
+  kelo::RenderOptions render;
+  auto* renderCommand =
+      app.add_subcommand("render", "Render a whole transition to a video, animation or frames");
+  renderCommand->add_option("--from", render.from, "The picture being left (PNG or JPEG)")
+      ->required();
+  renderCommand->add_option("--to", render.to, "The picture being entered")->required();
+  renderCommand
+      ->add_option("-t,--transition", render.transition, "Transition name (see 'kelo list')")
+      ->capture_default_str();
+  renderCommand->add_option("--set", render.settings,
+                            "A setting NAME=VALUE (by name or id; repeatable)");
+  renderCommand->add_option("-d,--duration", render.duration, "Seconds")->capture_default_str();
+  renderCommand->add_option("--fps", render.fps, "Frames per second")->capture_default_str();
+  renderCommand->add_option("--size", render.size, "Output size WxH (default: the size of --to)");
+  renderCommand
+      ->add_option("--fit", render.fit, "How pictures fill --size: contain, cover or stretch")
+      ->capture_default_str();
+  renderCommand
+      ->add_option("--background", render.background,
+                   "Bar colour for contain: #RRGGBB, R,G,B, black or white")
+      ->capture_default_str();
+  renderCommand
+      ->add_option("-o,--output", render.output,
+                   "out.mp4, out.webm, out.webp, out.gif, out.rgb or frames/%04d.png")
+      ->required();
+  AddQuiet(renderCommand, render.quiet);
+  renderCommand->footer(
+      "Examples:\n"
+      "  kelo render --from a.jpg --to b.jpg --transition PushTransition --set Direction=Left "
+      "--duration 1.5 --fps 30 -o out.mp4\n"
+      "  kelo render --from a.jpg --to b.png --size 640x360 --fit cover -o out.webp\n"
+      "  kelo render --from a.jpg --to b.jpg -o frames/%04d.png");
+
+  kelo::SlideshowOptions slideshow;
+  auto* slideshowCommand = app.add_subcommand(
+      "slideshow", "Turn pictures into a video with a transition between each pair");
+  slideshowCommand
+      ->add_option("pictures", slideshow.pictures, "The pictures, in order (PNG or JPEG)")
+      ->required();
+  slideshowCommand
+      ->add_option("-o,--output", slideshow.output,
+                   "show.mp4, show.webm, show.webp, show.gif, show.rgb or frames/%04d.png")
+      ->required();
+  slideshowCommand->add_option("--hold", slideshow.hold, "Seconds each picture is shown")
+      ->capture_default_str();
+  slideshowCommand->add_option("-d,--duration", slideshow.duration, "Seconds of each transition")
+      ->capture_default_str();
+  slideshowCommand->add_option("--fps", slideshow.fps, "Frames per second")->capture_default_str();
+  slideshowCommand
+      ->add_option("-t,--transition", slideshow.transition,
+                   "Transition name; RandomTransition picks anew each time")
+      ->capture_default_str();
+  slideshowCommand->add_option("--set", slideshow.settings,
+                               "A setting NAME=VALUE of the transition (repeatable)");
+  slideshowCommand->add_option("--size", slideshow.size,
+                               "Output size WxH (default: the first picture's size)");
+  slideshowCommand
+      ->add_option("--fit", slideshow.fit, "How pictures fill the size: contain, cover or stretch")
+      ->capture_default_str();
+  slideshowCommand
+      ->add_option("--background", slideshow.background,
+                   "Bar colour for contain: #RRGGBB, R,G,B, black or white")
+      ->capture_default_str();
+  AddQuiet(slideshowCommand, slideshow.quiet);
+  slideshowCommand->footer(
+      "Examples:\n"
+      "  kelo slideshow photos/*.jpg -o show.mp4 --hold 2 --duration 1 --transition "
+      "RandomTransition\n"
+      "  kelo slideshow a.jpg b.png c.jpg --size 1280x720 --fit cover -o show.webp\n"
+      "  kelo slideshow *.png --transition DissolveTransition --background white -o show.gif");
+
+  kelo::SheetOptions sheet;
+  auto* sheetCommand = app.add_subcommand(
+      "sheet", "Draw a contact sheet: each transition at progress 0, 0.25, 0.5, 0.75 and 1");
+  sheetCommand->add_option("-o,--output", sheet.output, "The PNG file to write")->required();
+  sheetCommand->add_option("--from", sheet.from,
+                           "The picture being left (default: a built-in picture)");
+  sheetCommand->add_option("--to", sheet.to,
+                           "The picture being entered (default: a built-in picture)");
+  sheetCommand->add_option("-t,--transition", sheet.transitions,
+                           "Only these transitions (repeatable; default: all)");
+  sheetCommand->add_option("--cell", sheet.cell, "Size of each picture on the sheet, WxH")
+      ->capture_default_str();
+  AddQuiet(sheetCommand, sheet.quiet);
+  sheetCommand->footer(
+      "Examples:\n"
+      "  kelo sheet -o sheet.png\n"
+      "  kelo sheet --from a.jpg --to b.jpg --cell 240x135 -t DissolveTransition -t PushTransition "
+      "-o sheet.png");
+
+  kelo::DemoOptions demo;
+  auto* demoCommand = app.add_subcommand("demo",
+                                         "Render a slideshow of built-in pictures through every "
+                                         "transition, a contact sheet and dissolve frames");
+  demoCommand->add_option("--folder", demo.folder, "Where to write (made when missing)")
+      ->capture_default_str();
+  AddQuiet(demoCommand, demo.quiet);
+  demoCommand->footer("Examples:\n  kelo demo\n  kelo demo --folder /tmp/kelo-demo --quiet");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& help) {
+    return app.exit(help);
+  } catch (const CLI::CallForAllHelp& help) {
+    return app.exit(help);
+  } catch (const CLI::CallForVersion& version) {
+    return app.exit(version);
+  } catch (const CLI::ParseError& error) {
+    std::fprintf(stderr, "kelo: error: %s (see 'kelo --help')\n", error.what());
+    return kelo::kExitUsage;
+  }
+
+  try {
+    if (*listCommand) return kelo::RunList(list);
+    if (*frameCommand) return kelo::RunFrame(frame);
+    if (*renderCommand) return kelo::RunRender(render);
+    if (*slideshowCommand) return kelo::RunSlideshow(slideshow);
+    if (*sheetCommand) return kelo::RunSheet(sheet);
+    if (*demoCommand) return kelo::RunDemo(demo);
+  } catch (const kelo::AppError& error) {
+    std::fprintf(stderr, "kelo: error: %s\n", error.what());
+    return error.Code();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "kelo: error: %s\n", error.what());
+    return kelo::kExitFailure;
+  }
+  return kelo::kExitUsage;
+}

@@ -1,0 +1,63 @@
+// Where rendered frames go: PNG frame files, animated WebP, GIF, MP4/WebM through ffmpeg, or
+// raw RGB. A sink writes under temporary names and moves its output into place in Finish();
+// a sink destroyed without Finish() removes everything it wrote.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/Host.h"
+
+namespace kelo {
+
+enum class OutputKind { kPngFrames, kPng, kWebP, kGif, kMp4, kWebM, kRaw };
+
+struct VideoFormat {
+  unsigned width = 0;
+  unsigned height = 0;
+  double fps = 30;
+};
+
+class FrameSink {
+ public:
+  virtual ~FrameSink() = default;
+  // `repeat` consecutive frames that all show `picture` (24-bit RGB of the sink's size).
+  virtual void Add(ICIF* picture, int repeat) = 0;
+  // Completes the output and moves it into place.
+  virtual void Finish() = 0;
+  // The files the sink made (after Finish).
+  virtual std::vector<std::filesystem::path> Outputs() const = 0;
+};
+
+// What kind of output a path asks for: a frame pattern such as "frames/%04d.png", or the
+// extension .webp, .gif, .mp4, .webm or .rgb. Throws a usage error for anything else.
+OutputKind OutputKindOf(const std::filesystem::path& output);
+bool IsFramePattern(const std::filesystem::path& output);
+// The file name of frame `index` of a frame pattern.
+std::filesystem::path FramePath(const std::filesystem::path& pattern, long index);
+
+// The ffmpeg program on PATH, or empty.
+std::string FindFfmpeg();
+
+// A sink for the output (the kind from OutputKindOf; kPng is not a video kind). Checks that
+// ffmpeg is there for MP4 and WebM.
+std::unique_ptr<FrameSink> MakeSink(const std::filesystem::path& output, VideoFormat format);
+
+// Forwards every frame to several sinks, in order.
+std::unique_ptr<FrameSink> MakeTeeSink(std::vector<std::unique_ptr<FrameSink>> sinks);
+
+// Counts frames and writes nothing (for measuring rendering alone).
+class CountingSink : public FrameSink {
+ public:
+  void Add(ICIF*, int repeat) override { frames_ += repeat; }
+  void Finish() override {}
+  std::vector<std::filesystem::path> Outputs() const override { return {}; }
+  long Frames() const { return frames_; }
+
+ private:
+  long frames_ = 0;
+};
+
+}  // namespace kelo

@@ -1,0 +1,167 @@
+// The dithers and ApplyMask per frame, beside a plain loop that reads two pictures and writes
+// one of the same size (the cost of one pass over the memory a composition touches).
+// Run from the build folder: ./bench/kelo_bench --benchmark_filter=Dither
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <vector>
+
+#include "effects/CIFObject.h"
+#include "effects/Dither.h"
+#include "effects/KeloTransitions.h"
+#include "effects/TransitionHelper.h"
+#include "tests/common/TestHost.h"
+
+namespace {
+
+void EnsureHost() {
+  static const bool ready = [] {
+    InitializeModule(nullptr, testhost::Global());
+    return true;
+  }();
+  (void)ready;
+}
+
+unsigned char PatternA(unsigned x, unsigned y, unsigned c) {
+  return static_cast<unsigned char>(x * 7 + y * 13 + c);
+}
+unsigned char PatternB(unsigned x, unsigned y, unsigned c) {
+  return static_cast<unsigned char>(x * 3 + y * 5 + c * 11);
+}
+
+struct Frame {
+  unsigned width, height;
+  int bits;
+  ComPtr<ICIF> from, to;
+  explicit Frame(const benchmark::State& state)
+      : width(static_cast<unsigned>(state.range(0))),
+        height(static_cast<unsigned>(state.range(1))),
+        bits(static_cast<int>(state.range(2))) {
+    EnsureHost();
+    from = testhost::MakePicture(width, height, bits, PatternA);
+    to = testhost::MakePicture(width, height, bits, PatternB);
+  }
+  std::size_t Bytes() const {
+    return std::size_t{width} * height * static_cast<unsigned>(bits) / 8;
+  }
+};
+
+void Sizes(benchmark::internal::Benchmark* b) {
+  for (long bits : {24, 32}) {
+    b->Args({1920, 1080, bits});
+    b->Args({3840, 2160, bits});
+  }
+  b->Unit(benchmark::kMillisecond);
+}
+
+// Reference: out = (from + to) / 2 byte by byte into an existing picture of the same size.
+void BM_ReferenceTwoReadsOneWrite(benchmark::State& state) {
+  Frame frame(state);
+  const ComPtr<ICIF> out = testhost::MakePicture(frame.width, frame.height, frame.bits, PatternA);
+  const PlaneRows f = GetPlaneRows(frame.from.Get(), 0);
+  const PlaneRows t = GetPlaneRows(frame.to.Get(), 0);
+  const PlaneRows o = GetPlaneRows(out.Get(), 0);
+  const std::size_t rowBytes = frame.Bytes() / frame.height;
+  for (auto _ : state) {
+    for (unsigned y = 0; y < frame.height; ++y) {
+      const unsigned char* a = f.Row(y);
+      const unsigned char* b = t.Row(y);
+      unsigned char* r = o.Row(y);
+      for (std::size_t x = 0; x < rowBytes; ++x)
+        r[x] = static_cast<unsigned char>((a[x] + b[x]) >> 1);
+    }
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.Bytes() * 3));
+}
+BENCHMARK(BM_ReferenceTwoReadsOneWrite)->Apply(Sizes);
+
+void BM_ApplyMask(benchmark::State& state) {
+  Frame frame(state);
+  // A half-and-half dither mask.
+  auto mask = ComPtr<ICIFImage>::Adopt(CIFObject::CreateImage());
+  mask->Create(frame.width, frame.height, 1, 8, kFormatMono);
+  CRandom32 prng(1);
+  DitherMask pattern;
+  pattern.Reset(frame.width, frame.height, 0);
+  pattern.SetCells(prng, 5000, 255);
+  const PlaneRows m = GetPlaneRows(mask.Get(), 0);
+  pattern.Render(m.first, m.stride);
+  for (auto _ : state) {
+    ICIF* out = nullptr;
+    CTransitionHelper::ApplyMask(frame.from.Get(), frame.to.Get(), mask.Get(), &out);
+    out->Release();
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.Bytes() * 3));
+}
+BENCHMARK(BM_ApplyMask)->Apply(Sizes);
+
+// Progress 0.5: the most cells a frame sets (5000).
+void BM_DitherFrame(benchmark::State& state) {
+  Frame frame(state);
+  ComPtr<IKeloTransition> effect;
+  IID iid = IID_IKeloTransition;
+  CObject<CDither>::_CreateInstance(nullptr, &iid, effect.PutVoid());
+  for (auto _ : state) {
+    ICIF* out = nullptr;
+    effect->DoTransition(frame.from.Get(), frame.to.Get(), &out, 0.5);
+    out->Release();
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.Bytes() * 3));
+}
+BENCHMARK(BM_DitherFrame)->Apply(Sizes);
+
+// A played run: progress rises by 0.02 per frame, and a new run starts after 1.
+void BM_DitherCumulativeFrame(benchmark::State& state) {
+  Frame frame(state);
+  ComPtr<IKeloTransition> effect;
+  IID iid = IID_IKeloTransition;
+  CObject<CDitherCumulative>::_CreateInstance(nullptr, &iid, effect.PutVoid());
+  int step = 0;
+  for (auto _ : state) {
+    ICIF* out = nullptr;
+    effect->DoTransition(frame.from.Get(), frame.to.Get(), &out, step * 0.02);
+    out->Release();
+    if (++step > 50) {
+      step = 0;
+      effect->Uninitialize();
+    }
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.Bytes() * 3));
+}
+BENCHMARK(BM_DitherCumulativeFrame)->Apply(Sizes);
+
+// The cell-setting loop and the mask rendering alone (5000 cells), beside one plain write pass
+// over a mask of the same size.
+void MaskSizes(benchmark::internal::Benchmark* b) {
+  b->Args({1920, 1080})->Args({3840, 2160})->Unit(benchmark::kMicrosecond);
+}
+
+void BM_MaskReferenceWritePass(benchmark::State& state) {
+  const auto width = static_cast<std::size_t>(state.range(0));
+  const auto height = static_cast<std::size_t>(state.range(1));
+  std::vector<unsigned char> mask(width * height);
+  unsigned char value = 0;
+  for (auto _ : state) {
+    std::memset(mask.data(), value++, mask.size());
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(BM_MaskReferenceWritePass)->Apply(MaskSizes);
+
+void BM_DitherCells(benchmark::State& state) {
+  const auto width = static_cast<unsigned>(state.range(0));
+  const auto height = static_cast<unsigned>(state.range(1));
+  std::vector<unsigned char> mask(std::size_t{width} * height);
+  CRandom32 prng(1);
+  DitherMask pattern;
+  for (auto _ : state) {
+    pattern.Reset(width, height, 0);
+    pattern.SetCells(prng, 5000, 255);
+    pattern.Render(mask.data(), width);
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(BM_DitherCells)->Apply(MaskSizes);
+
+}  // namespace

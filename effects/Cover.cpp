@@ -1,0 +1,159 @@
+#include "effects/Cover.h"
+
+#include "effects/CIFObject.h"
+#include "sdk/ComPtr.h"
+#include "support/Convert.h"
+
+template <>
+const tagREFString IObjectInfoImpl<CCover>::m_ObjectName = RefLiteral(L"CoverTransition");
+template <>
+const tagREFString IObjectInfoImpl<CCoverPush>::m_ObjectName = RefLiteral(L"PushTransition");
+template <>
+const tagREFString IObjectInfoImpl<CCoverCrush>::m_ObjectName = RefLiteral(L"CrushTransition");
+
+HRESULT CCover::FinalConstruct() {
+  direction_ = 0;
+  style_ = 0;
+  IString* texts = ISCreate(RefLiteral(L"KeloTransitionTexts"));
+  PropE(kDirection, &direction_, 0x43, texts, 11, nullptr);
+  PropE(kStyle, &style_, 0x40043, texts, 12, nullptr);
+  if (texts != nullptr) texts->Release();
+  return S_OK;
+}
+
+HRESULT CCover::Randomize() {
+  Control(kDirection, RandomSetting(4));
+  return 3;  // deliberately not S_OK: the cover family reports 3
+}
+
+HRESULT CCover::Replicate(IUnknown** copy) {
+  return ReplicateWithProperties<CCover>(copy, {{kDirection, direction_}, {kStyle, style_}});
+}
+
+HRESULT CCover::GetPages(int, INamedCollection** pages, IUnknown**) {
+  return MakePropertyPages(pages, L"KeloTransitionTexts", 256);
+}
+
+namespace {
+
+// The host operations the family draws with; each wrapper hands out an owned picture.
+struct Drawing {
+  ComPtr<ICIFTransform> transform = ComPtr<ICIFTransform>::Adopt(CreateTransformComponent());
+  ComPtr<ICIFMaths> maths = ComPtr<ICIFMaths>::Adopt(CreateMathsComponent());
+
+  ComPtr<ICIF> Resize(ICIF* source, int width, int height) const {
+    ComPtr<ICIF> out;
+    if (transform) transform->Resize(source, out.Put(), static_cast<unsigned>(width), static_cast<unsigned>(height), 0, 1);
+    return out;
+  }
+  ComPtr<ICIF> Copy(ICIF* source) const {
+    ComPtr<ICIF> out;
+    if (maths) maths->Copy(out.Put(), source, 0, 0);
+    return out;
+  }
+  void Paste(ICIF* destination, ICIF* source, int x, int y) const {
+    if (maths && destination != nullptr && source != nullptr) maths->Paste(destination, source, nullptr, x, y);
+  }
+  // A view of a region of `source`, pasted at (x, y).
+  void PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int rw, int rh, int x, int y) const {
+    ComPtr<ICIFSubImage> region = ComPtr<ICIFSubImage>::Adopt(CIFObject::CreateSubImage());
+    if (!region || source == nullptr) return;
+    region->Create(source, rx, ry, rw, rh, 0, 0);
+    Paste(destination, region.Get(), x, y);
+  }
+};
+
+}  // namespace
+
+HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) {
+  const double p = progress;
+  const double q = 1.0 - p;
+  unsigned fromWidth = 0, fromHeight = 0, planes = 0;
+  unsigned W = 0, H = 0;
+  from->GetSize(&fromWidth, &fromHeight, &planes);
+  to->GetSize(&W, &H, &planes);
+  const Drawing draw;
+
+  // Strip sizes, each truncated on its own: toH + fromH can be H - 1, leaving one line uncovered.
+  const int w = static_cast<int>(W), h = static_cast<int>(H);
+  const int toW = TruncInt(static_cast<double>(W) * p), fromW = TruncInt(static_cast<double>(W) * q);
+  const int toH = TruncInt(static_cast<double>(H) * p), fromH = TruncInt(static_cast<double>(H) * q);
+  const int direction = direction_ == 0 || direction_ == 2 || direction_ == 3 ? direction_ : 1;
+
+  // The incoming strip of `to`, laid over the result (cover and push).
+  auto pasteIncoming = [&](ICIF* result) {
+    switch (direction) {
+      case 0: draw.PasteRegion(result, to, 0, h - toH, w, toH, 0, 0); break;
+      case 2: draw.PasteRegion(result, to, 0, 0, w, toH, 0, fromH); break;
+      case 3: draw.PasteRegion(result, to, w - toW, 0, toW, h, 0, 0); break;
+      default: draw.PasteRegion(result, to, 0, 0, toW, h, fromW, 0); break;
+    }
+  };
+
+  ComPtr<ICIF> result;
+  switch (style_) {
+    case kCover:
+      result = draw.Resize(from, w, h);
+      pasteIncoming(result.Get());
+      break;
+    case kPush: {
+      ComPtr<ICIF> outgoing = draw.Resize(from, w, h);
+      result = draw.Copy(to);
+      ComPtr<ICIFSubImage> part = ComPtr<ICIFSubImage>::Adopt(CIFObject::CreateSubImage());
+      if (part && outgoing) {
+        // For directions 0 and 3 the region is made but the whole outgoing picture is pasted and
+        // left to the clipping; for 1 and 2 the region is pasted.
+        switch (direction) {
+          case 0:
+            part->Create(outgoing.Get(), 0, 0, w, fromH, 0, 0);
+            draw.Paste(result.Get(), outgoing.Get(), 0, toH);
+            break;
+          case 2:
+            part->Create(outgoing.Get(), 0, h - fromH, w, fromH, 0, 0);
+            draw.Paste(result.Get(), part.Get(), 0, 0);
+            break;
+          case 3:
+            part->Create(outgoing.Get(), 0, 0, fromW, h, 0, 0);
+            draw.Paste(result.Get(), outgoing.Get(), toW, 0);
+            break;
+          default:
+            part->Create(outgoing.Get(), w - fromW, 0, fromW, h, 0, 0);
+            draw.Paste(result.Get(), part.Get(), 0, 0);
+            break;
+        }
+      }
+      part.Reset();
+      outgoing.Reset();
+      pasteIncoming(result.Get());
+      break;
+    }
+    case kCrush: {
+      const bool rows = direction == 0 || direction == 2;
+      ComPtr<ICIF> squeezed = rows ? draw.Resize(from, w, fromH) : draw.Resize(from, fromW, h);
+      result = draw.Copy(to);
+      // Lines the two strips leave uncovered show the cleared colour, not `to`.
+      if (result && draw.maths) draw.maths->Clear(result.Get(), nullptr, 0);
+      switch (direction) {
+        case 0: draw.Paste(result.Get(), squeezed.Get(), 0, toH); break;
+        case 2: draw.Paste(result.Get(), squeezed.Get(), 0, 0); break;
+        case 3: draw.Paste(result.Get(), squeezed.Get(), toW, 0); break;
+        default: draw.Paste(result.Get(), squeezed.Get(), 0, 0); break;
+      }
+      squeezed.Reset();
+      ComPtr<ICIF> growing = rows ? draw.Resize(to, w, toH) : draw.Resize(to, toW, h);
+      switch (direction) {
+        case 0: draw.Paste(result.Get(), growing.Get(), 0, 0); break;
+        case 2: draw.Paste(result.Get(), growing.Get(), 0, fromH); break;
+        case 3: draw.Paste(result.Get(), growing.Get(), 0, 0); break;
+        default: draw.Paste(result.Get(), growing.Get(), fromW, 0); break;
+      }
+      break;
+    }
+    default:  // any other style shows the resized outgoing picture alone
+      result = draw.Resize(from, w, h);
+      break;
+  }
+  if (draw.transform && result) draw.transform->Finish(result.Get());
+  *out = result.Detach();
+  return S_OK;
+}

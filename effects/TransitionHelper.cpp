@@ -1,0 +1,207 @@
+#include "effects/TransitionHelper.h"
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "effects/CIFObject.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace {
+
+// For 8 mask bits (bit i set: pixel i comes from `from`), the 24 bytes of 8 three-byte pixels:
+// 0xFF where the byte comes from `from`. Bytes in memory order, so word-wise use is endian-free.
+constexpr auto kExpand24 = [] {
+  std::array<std::array<unsigned char, 24>, 256> table{};
+  for (unsigned bits = 0; bits < 256; ++bits)
+    for (unsigned i = 0; i < 8; ++i)
+      for (unsigned c = 0; c < 3; ++c) table[bits][3 * i + c] = (bits >> i & 1u) ? 0xFF : 0x00;
+  return table;
+}();
+
+inline std::uint64_t Load64(const unsigned char* p) {
+  std::uint64_t v;
+  std::memcpy(&v, p, 8);
+  return v;
+}
+inline void Store64(unsigned char* p, std::uint64_t v) {
+  std::memcpy(p, &v, 8);
+}
+inline std::uint32_t Load32(const unsigned char* p) {
+  std::uint32_t v;
+  std::memcpy(&v, p, 4);
+  return v;
+}
+inline void Store32(unsigned char* p, std::uint32_t v) {
+  std::memcpy(p, &v, 4);
+}
+
+// 0xFF for a mask byte that selects `to`, 0 for one that selects `from`.
+inline unsigned char ToByte(unsigned char m) {
+  return static_cast<unsigned char>(-(m != 0));
+}
+
+inline void Pixel3(unsigned char m, const unsigned char* from, const unsigned char* to,
+                   unsigned char* out) {
+  const unsigned char k = ToByte(m);
+  for (int c = 0; c < 3; ++c)
+    out[c] = static_cast<unsigned char>((to[c] & k) | (from[c] & static_cast<unsigned char>(~k)));
+}
+
+}  // namespace
+
+void MaskRow8(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
+              unsigned char* out, std::size_t n) {
+  std::size_t x = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  for (; x + 16 <= n; x += 16) {
+    const __m128i z =
+        _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(mask + x)), zero);
+    const __m128i f = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + x));
+    const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(to + x));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
+                     _mm_or_si128(_mm_and_si128(z, f), _mm_andnot_si128(z, t)));
+  }
+#endif
+  for (; x < n; ++x) {
+    const unsigned char k = ToByte(mask[x]);
+    out[x] = static_cast<unsigned char>((to[x] & k) | (from[x] & static_cast<unsigned char>(~k)));
+  }
+}
+
+void MaskRow32(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
+               unsigned char* out, std::size_t n) {
+  std::size_t x = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  auto blend = [&](std::size_t byte, __m128i z) {
+    const __m128i f = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + byte));
+    const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(to + byte));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + byte),
+                     _mm_or_si128(_mm_and_si128(z, f), _mm_andnot_si128(z, t)));
+  };
+  for (; x + 16 <= n; x += 16) {
+    const __m128i z =
+        _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(mask + x)), zero);
+    const __m128i low = _mm_unpacklo_epi8(z, z);
+    const __m128i high = _mm_unpackhi_epi8(z, z);
+    blend(4 * x, _mm_unpacklo_epi16(low, low));
+    blend(4 * x + 16, _mm_unpackhi_epi16(low, low));
+    blend(4 * x + 32, _mm_unpacklo_epi16(high, high));
+    blend(4 * x + 48, _mm_unpackhi_epi16(high, high));
+  }
+#endif
+  for (; x < n; ++x) {
+    const std::uint32_t k = mask[x] != 0 ? 0xFFFFFFFFu : 0u;
+    Store32(out + 4 * x, (Load32(to + 4 * x) & k) | (Load32(from + 4 * x) & ~k));
+  }
+}
+
+void MaskRow24(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
+               unsigned char* out, std::size_t n) {
+  std::size_t x = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  for (; x + 16 <= n; x += 16) {
+    const __m128i z =
+        _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(mask + x)), zero);
+    const unsigned bits = static_cast<unsigned>(_mm_movemask_epi8(z));
+    const unsigned char* low = kExpand24[bits & 0xFF].data();
+    const unsigned char* high = kExpand24[bits >> 8].data();
+    const __m128i e[3] = {
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(low)),
+        _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(low + 16)),
+                           _mm_loadl_epi64(reinterpret_cast<const __m128i*>(high))),
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(high + 8))};
+    for (int part = 0; part < 3; ++part) {
+      const std::size_t byte = 3 * x + 16 * static_cast<std::size_t>(part);
+      const __m128i f = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + byte));
+      const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(to + byte));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + byte),
+                       _mm_or_si128(_mm_and_si128(e[part], f), _mm_andnot_si128(e[part], t)));
+    }
+  }
+#endif
+  for (; x + 8 <= n; x += 8) {
+    unsigned bits = 0;
+    for (unsigned i = 0; i < 8; ++i) bits |= static_cast<unsigned>(mask[x + i] == 0) << i;
+    const unsigned char* e = kExpand24[bits].data();
+    for (std::size_t word = 0; word < 24; word += 8) {
+      const std::uint64_t k = Load64(e + word);
+      const std::size_t byte = 3 * x + word;
+      Store64(out + byte, (Load64(from + byte) & k) | (Load64(to + byte) & ~k));
+    }
+  }
+  for (; x < n; ++x) Pixel3(mask[x], from + 3 * x, to + 3 * x, out + 3 * x);
+}
+
+void MaskRow32To24(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
+                   unsigned char* out, std::size_t n) {
+  // Three bytes from `to` (3 per pixel) or the first three of from's four.
+  for (std::size_t x = 0; x < n; ++x) Pixel3(mask[x], from + 4 * x, to + 3 * x, out + 3 * x);
+}
+
+void MaskRow24To32(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
+                   unsigned char* out, std::size_t n) {
+  // Three bytes from `to` (4 per pixel) or from `from` (3 per pixel); the fourth is always 255.
+  for (std::size_t x = 0; x < n; ++x) {
+    Pixel3(mask[x], from + 3 * x, to + 4 * x, out + 4 * x);
+    out[4 * x + 3] = 255;
+  }
+}
+
+HRESULT CTransitionHelper::ApplyMask(ICIF* from, ICIF* to, ICIF* mask, ICIF** out) {
+  if (from == nullptr || to == nullptr || mask == nullptr || out == nullptr) return E_INVALIDARG;
+  // Both format queries write the same format variables; to's values are the ones kept.
+  int fromBits = 0, toBits = 0, format = 0, formatC = 0;
+  from->GetFormat(&fromBits, &format, &formatC);
+  to->GetFormat(&toBits, &format, &formatC);
+  unsigned fromWidth = 0, fromHeight = 0, fromPlanes = 0;
+  unsigned width = 0, height = 0, planes = 0;
+  from->GetSize(&fromWidth, &fromHeight, &fromPlanes);
+  to->GetSize(&width, &height, &planes);
+  unsigned maskWidth = 0, maskHeight = 0, maskPlanes = 0;
+  mask->GetSize(&maskWidth, &maskHeight, &maskPlanes);
+  if (maskWidth < width || maskHeight < height) return E_INVALIDARG;
+
+  ICIF* resized = nullptr;
+  if (fromWidth != width || fromHeight != height) {
+    resized = ResampleTo(from, width, height);
+    if (resized == nullptr) return E_FAIL;
+    from = resized;
+  }
+  ICIFImageDIB* result = CIFObject::CreateImageDIB();
+  if (result == nullptr) {
+    if (resized != nullptr) resized->Release();
+    return E_FAIL;
+  }
+  result->Create(width, height, 1, toBits, format);
+
+  using RowFunction = void (*)(const unsigned char*, const unsigned char*, const unsigned char*,
+                               unsigned char*, std::size_t);
+  RowFunction row = nullptr;
+  if (fromBits == 8 && toBits == 8) row = MaskRow8;
+  if (fromBits == 24 && toBits == 24) row = MaskRow24;
+  if (fromBits == 32 && toBits == 32) row = MaskRow32;
+  if (fromBits == 32 && toBits == 24) row = MaskRow32To24;
+  if (fromBits == 24 && toBits == 32) row = MaskRow24To32;
+  // Any other pair: nothing is copied; the output stays as created.
+  if (row != nullptr) {
+    const PlaneRows m = GetPlaneRows(mask, 0);
+    for (unsigned plane = 0; plane < planes && m.first != nullptr; ++plane) {
+      const PlaneRows o = GetPlaneRows(result, plane);
+      const PlaneRows f = GetPlaneRows(from, plane);
+      const PlaneRows t = GetPlaneRows(to, plane);
+      if (o.first == nullptr || f.first == nullptr || t.first == nullptr) continue;
+      for (unsigned y = 0; y < height; ++y) row(m.Row(y), f.Row(y), t.Row(y), o.Row(y), width);
+    }
+  }
+
+  *out = result;
+  if (resized != nullptr) resized->Release();
+  return S_OK;
+}

@@ -1,0 +1,107 @@
+#include "host/core/SuperCollection.h"
+
+#include "host/core/Text.h"
+
+namespace host::core {
+
+namespace {
+
+// The string a name object stands for: itself, or the string a variant holds.
+ComPtr<IString> NameText(IUnknown* name) {
+  ComPtr<IString> text;
+  if (name == nullptr) return text;
+  if (Succeeded(name->QueryInterface(IString::kIID, text.PutVoid())) && text) return text;
+  ComPtr<IVariant> variant;
+  if (Succeeded(name->QueryInterface(IVariant::kIID, variant.PutVoid())) && variant) {
+    int isString = 0;
+    if (Succeeded(variant->IsString(&isString)) && isString != 0) variant->GetString(text.Put());
+  }
+  return text;
+}
+
+}  // namespace
+
+HRESULT SuperCollection::HandOut(const ComPtr<IUnknown>& held, IUnknown** out) {
+  *out = ComPtr<IUnknown>(held).Detach();
+  return *out != nullptr ? S_OK : S_FALSE;
+}
+
+HRESULT SuperCollection::GetCount(int* count) {
+  if (count == nullptr) return E_INVALIDARG;
+  *count = static_cast<int>(entries_.size());
+  return S_OK;
+}
+
+HRESULT SuperCollection::GetName(int index, IString** name) {
+  if (name == nullptr) return E_INVALIDARG;
+  *name = nullptr;
+  const Entry* entry = At(index);
+  if (entry == nullptr) return E_INVALIDARG;
+  *name = ComPtr<IString>(entry->nameText).Detach();
+  return *name != nullptr ? S_OK : S_FALSE;
+}
+
+HRESULT SuperCollection::GetValue(int index, IUnknown** value) {
+  if (value == nullptr) return E_INVALIDARG;
+  *value = nullptr;
+  const Entry* entry = At(index);
+  if (entry == nullptr) return E_INVALIDARG;
+  return HandOut(entry->value, value);
+}
+
+HRESULT SuperCollection::GetExtra(int index, IUnknown** extra) {
+  if (extra == nullptr) return E_INVALIDARG;
+  *extra = nullptr;
+  const Entry* entry = At(index);
+  if (entry == nullptr) return E_INVALIDARG;
+  return HandOut(entry->extra, extra);
+}
+
+HRESULT SuperCollection::GetOption(int index, int* option) {
+  if (option == nullptr) return E_INVALIDARG;
+  const Entry* entry = At(index);
+  if (entry == nullptr) return E_INVALIDARG;
+  *option = entry->option;
+  return S_OK;
+}
+
+HRESULT SuperCollection::Find(IString* name, int* index) {
+  if (name == nullptr || index == nullptr) return E_INVALIDARG;
+  *index = -1;
+  const std::wstring_view wanted = TextOf(name);
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    if (entries_[i].nameText && TextOf(entries_[i].nameText.Get()) == wanted) {
+      *index = static_cast<int>(i);
+      return S_OK;
+    }
+  }
+  return E_FAIL;
+}
+
+HRESULT SuperCollection::Remove(int index) {
+  if (At(index) == nullptr) return E_INVALIDARG;
+  entries_.erase(entries_.begin() + index);
+  return S_OK;
+}
+
+HRESULT SuperCollection::RemoveAll() {
+  entries_.clear();
+  return S_OK;
+}
+
+HRESULT SuperCollection::Add(IUnknown* name, IUnknown* value, IUnknown* extra, int option) {
+  try {
+    Entry entry;
+    entry.name = ComPtr<IUnknown>::Share(name);
+    entry.nameText = NameText(name);
+    entry.value = ComPtr<IUnknown>::Share(value);
+    entry.extra = ComPtr<IUnknown>::Share(extra);
+    entry.option = option;
+    entries_.push_back(std::move(entry));
+  } catch (const std::exception&) {
+    return E_FAIL;
+  }
+  return S_OK;
+}
+
+}  // namespace host::core

@@ -1,0 +1,163 @@
+#include "host/core/Variant.h"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "host/core/CreatableString.h"
+#include "host/core/Text.h"
+
+namespace host::core {
+
+namespace {
+
+// The number a whole text spells (surrounding blanks allowed), in decimal or scientific form.
+bool ParseNumber(std::wstring_view text, double* number) {
+  while (!text.empty() && (text.front() == L' ' || text.front() == L'\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == L' ' || text.back() == L'\t')) text.remove_suffix(1);
+  if (text.empty() || text.size() > 64) return false;
+  std::string narrow;
+  for (wchar_t c : text) {
+    if (c < 0 || c > 127) return false;
+    narrow.push_back(static_cast<char>(c));
+  }
+  const char* begin = narrow.data();
+  if (*begin == '+') ++begin;  // from_chars takes no plus sign
+  const char* end = narrow.data() + narrow.size();
+  const auto [stop, error] = std::from_chars(begin, end, *number);
+  return error == std::errc() && stop == end && std::isfinite(*number);
+}
+
+// Truncation toward zero; fails for values no 32-bit integer holds.
+bool Truncate(double value, int* out) {
+  const double whole = std::trunc(value);
+  if (!(whole >= std::numeric_limits<int>::min() && whole <= std::numeric_limits<int>::max()))
+    return false;
+  *out = static_cast<int>(whole);
+  return true;
+}
+
+std::wstring NumberText(double value) {
+  char buffer[64];
+  const auto [stop, error] = std::to_chars(buffer, buffer + sizeof buffer, value);
+  if (error != std::errc()) return L"";
+  return std::wstring(buffer, stop);
+}
+
+}  // namespace
+
+HRESULT Variant::GetType(int* type) {
+  if (type == nullptr) return E_INVALIDARG;
+  switch (value_.index()) {
+    case 1:
+      *type = kVariantInteger;
+      break;
+    case 2:
+      *type = kVariantDouble;
+      break;
+    case 3:
+      *type = kVariantString;
+      break;
+    default:
+      *type = kVariantEmptyOrObject;
+      break;
+  }
+  return S_OK;
+}
+
+HRESULT Variant::GetDouble(double* value) {
+  if (value == nullptr) return E_INVALIDARG;
+  *value = 0.0;
+  if (const int* integer = std::get_if<int>(&value_)) {
+    *value = *integer;
+    return S_OK;
+  }
+  if (const double* number = std::get_if<double>(&value_)) {
+    *value = *number;
+    return S_OK;
+  }
+  if (const auto* string = std::get_if<ComPtr<IString>>(&value_)) {
+    double parsed = 0.0;
+    if (!ParseNumber(TextOf(string->Get()), &parsed)) return E_FAIL;
+    *value = parsed;
+    return S_OK;
+  }
+  return E_FAIL;
+}
+
+HRESULT Variant::GetInteger(int* value) {
+  if (value == nullptr) return E_INVALIDARG;
+  *value = 0;
+  if (const int* integer = std::get_if<int>(&value_)) {
+    *value = *integer;
+    return S_OK;
+  }
+  double number = 0.0;
+  if (Failed(GetDouble(&number))) return E_FAIL;
+  return Truncate(number, value) ? S_OK : E_FAIL;
+}
+
+HRESULT Variant::SetInteger(int value) {
+  value_ = value;
+  return S_OK;
+}
+
+HRESULT Variant::SetDouble(double value) {
+  value_ = value;
+  return S_OK;
+}
+
+HRESULT Variant::SetObject(IUnknown* object) {
+  if (object == nullptr) {
+    value_ = Empty{};
+  } else {
+    value_ = ComPtr<IUnknown>::Share(object);
+  }
+  return S_OK;
+}
+
+HRESULT Variant::GetObject(IUnknown** object) {
+  if (object == nullptr) return E_INVALIDARG;
+  *object = nullptr;
+  const auto* held = std::get_if<ComPtr<IUnknown>>(&value_);
+  if (held == nullptr) return S_FALSE;
+  *object = ComPtr<IUnknown>(*held).Detach();
+  return S_OK;
+}
+
+HRESULT Variant::SetString(IString* text) {
+  if (text == nullptr) {
+    value_ = Empty{};
+  } else {
+    value_ = ComPtr<IString>::Share(text);
+  }
+  return S_OK;
+}
+
+HRESULT Variant::IsString(int* isString) {
+  if (isString == nullptr) return E_INVALIDARG;
+  *isString = std::holds_alternative<ComPtr<IString>>(value_) ? 1 : 0;
+  return S_OK;
+}
+
+HRESULT Variant::GetString(IString** text) {
+  if (text == nullptr) return E_INVALIDARG;
+  *text = nullptr;
+  if (const auto* string = std::get_if<ComPtr<IString>>(&value_)) {
+    *text = ComPtr<IString>(*string).Detach();
+    return S_OK;
+  }
+  std::wstring number;
+  if (const int* integer = std::get_if<int>(&value_)) {
+    number = std::to_wstring(*integer);
+  } else if (const double* real = std::get_if<double>(&value_)) {
+    number = NumberText(*real);
+  } else {
+    return S_FALSE;  // nothing or an object: no text
+  }
+  *text = CreatableString::Make(number);
+  return *text != nullptr ? S_OK : E_FAIL;
+}
+
+}  // namespace host::core

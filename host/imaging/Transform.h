@@ -1,0 +1,40 @@
+// "CIFTransform": resampling and warping of pictures.
+#pragma once
+
+#include "host/common/HostObject.h"
+#include "host/imaging/Pixels.h"
+#include "sdk/Geometry.h"
+
+namespace host::imaging {
+
+// Resize: a new picture of the source's depth and format; any size, 0 included, gives a valid
+//   picture (an empty source gives black).
+// Warp: each destination pixel whose centre the inverse of (offset * scale * transform) takes
+//   inside the source is drawn by bilinear sampling (edges replicated); the others stay as
+//   they were. A collapsed transform draws nothing and succeeds. Depths are converted as by
+//   Paste, and drawn pixels are recorded for a later Paste with the destination as mask.
+//   Sides up to 32000 pixels.
+// Finish: the picture is complete; drops its record of drawn pixels. Pixels are not touched.
+class PictureTransform final : public HostObject<PictureTransform, ICIFTransform> {
+ public:
+  HRESULT Reserved3() override { return E_NOTIMPL; }
+  HRESULT Reserved4() override { return E_NOTIMPL; }
+  HRESULT Reserved5() override { return E_NOTIMPL; }
+  HRESULT Reserved6() override { return E_NOTIMPL; }
+  HRESULT Resize(ICIF* source, ICIF** out, unsigned width, unsigned height, int reserved1,
+                 int reserved2) override;
+  HRESULT Reserved8() override { return E_NOTIMPL; }
+  HRESULT Reserved9() override { return E_NOTIMPL; }
+  HRESULT Reserved10() override { return E_NOTIMPL; }
+  HRESULT Reserved11() override { return E_NOTIMPL; }
+  HRESULT Reserved12() override { return E_NOTIMPL; }
+  HRESULT Warp(ITransform* transform, ICIF* source, ICIF* destination, double ox, double oy,
+               double sx, double sy) override;
+  HRESULT Finish(ICIF* picture) override;
+};
+
+// Resamples `from` into `to` (same depth): area filter when shrinking, bilinear when growing,
+// an exact copy at the same size; an empty `from` gives black. E_FAIL when out of memory.
+HRESULT ResizeSurface(const Surface& from, const Surface& to);
+
+}  // namespace host::imaging

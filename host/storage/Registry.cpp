@@ -1,0 +1,72 @@
+#include "host/storage/Registry.h"
+
+#include "host/core/CreatableString.h"
+#include "host/core/Text.h"
+#include "sdk/ComPtr.h"
+
+namespace host::storage {
+
+namespace {
+
+bool ValidView(tagREFString text) { return text.length >= 0 && (text.length == 0 || text.text); }
+
+}  // namespace
+
+HRESULT Registry::GetValue(tagREFString section, tagREFString key, IString** value) {
+  if (value == nullptr) return E_INVALIDARG;
+  *value = nullptr;
+  if (!ValidView(section) || !ValidView(key)) return E_INVALIDARG;
+  try {
+    std::wstring text;
+    const HRESULT hr = store_->Get(ViewOf(section), ViewOf(key), &text);
+    if (Failed(hr)) return hr;
+    *value = core::CreatableString::Make(text);
+  } catch (const std::exception&) {
+    return E_FAIL;
+  }
+  return *value != nullptr ? S_OK : E_FAIL;
+}
+
+HRESULT Registry::SetValue(tagREFString section, tagREFString key, IString* value) {
+  if (!ValidView(section) || !ValidView(key)) return E_INVALIDARG;
+  try {
+    if (value == nullptr) return store_->Set(ViewOf(section), ViewOf(key), nullptr);
+    const std::wstring text(TextOf(value));
+    return store_->Set(ViewOf(section), ViewOf(key), &text);
+  } catch (const std::exception&) {
+    return E_FAIL;
+  }
+}
+
+HRESULT Registry::GetKeyCount(tagREFString section, int* count) {
+  if (count == nullptr || !ValidView(section)) return E_INVALIDARG;
+  try {
+    return store_->KeyCount(ViewOf(section), count);
+  } catch (const std::exception&) {
+    return E_FAIL;
+  }
+}
+
+HRESULT Registry::GetKey(tagREFString section, int index, IString** key, IString** value) {
+  if (key != nullptr) *key = nullptr;
+  if (value != nullptr) *value = nullptr;
+  if (!ValidView(section)) return E_INVALIDARG;
+  try {
+    std::wstring keyText, valueText;
+    const HRESULT hr = store_->Key(ViewOf(section), index, &keyText, &valueText);
+    if (Failed(hr)) return hr;
+    ComPtr<IString> keyString, valueString;
+    if (key != nullptr && !(keyString = ComPtr<IString>::Adopt(core::CreatableString::Make(keyText))))
+      return E_FAIL;
+    if (value != nullptr &&
+        !(valueString = ComPtr<IString>::Adopt(core::CreatableString::Make(valueText))))
+      return E_FAIL;
+    if (key != nullptr) *key = keyString.Detach();
+    if (value != nullptr) *value = valueString.Detach();
+  } catch (const std::exception&) {
+    return E_FAIL;
+  }
+  return S_OK;
+}
+
+}  // namespace host::storage

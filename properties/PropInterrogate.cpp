@@ -1,0 +1,213 @@
+#include "properties/PropInterrogate.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "frame/Loader.h"
+#include "support/Convert.h"
+#include "support/REFString.h"
+
+namespace properties {
+
+namespace {
+
+std::int32_t FloatBits(float value) {
+  std::int32_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+float BitsFloat(std::int32_t bits) {
+  float value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
+}
+
+}  // namespace
+
+HRESULT Inquire(const UIPropertyTable& table, int id, int* value) {
+  if (id == UIPROP_ALL) {
+    if (value != nullptr) *value = table.Count();
+    return S_OK;
+  }
+  const UIPropertyEntry* entry = table.Find(id);
+  if (entry == nullptr) return E_INVALIDARG;
+  if (value != nullptr && entry->value != nullptr) {
+    switch (entry->Kind()) {
+      case kPropUInt8: *value = *static_cast<std::uint8_t*>(entry->value); break;
+      case kPropInt16: *value = *static_cast<std::int16_t*>(entry->value); break;
+      case kPropInt32: *value = *static_cast<std::int32_t*>(entry->value); break;
+      case kPropFloat: *value = FloatBits(*static_cast<float*>(entry->value)); break;
+      case kPropConstantZero: *value = 0; break;
+      default: return E_FAIL;  // kinds without a 32-bit reading (double, strings, objects)
+    }
+  }
+  // The flags word is the success result, so callers test for "not negative".
+  return static_cast<HRESULT>(entry->flags);
+}
+
+HRESULT Control(const UIPropertyTable& table, int id, int value) {
+  const UIPropertyEntry* entry = table.Find(id);
+  if (entry == nullptr || entry->value == nullptr) return E_INVALIDARG;
+  // Nothing is checked against the range or the choices, and nothing is clamped.
+  switch (entry->Kind()) {
+    case kPropUInt8: *static_cast<std::uint8_t*>(entry->value) = static_cast<std::uint8_t>(value); break;
+    case kPropInt16: *static_cast<std::int16_t*>(entry->value) = static_cast<std::int16_t>(value); break;
+    case kPropInt32: *static_cast<std::int32_t*>(entry->value) = value; break;
+    case kPropFloat: *static_cast<float*>(entry->value) = BitsFloat(value); break;
+    // A double takes the argument as the bit pattern of a float.
+    case kPropDouble: *static_cast<double*>(entry->value) = BitsFloat(value); break;
+    default: break;  // kinds 0 and 6..9 store nothing and succeed
+  }
+  return S_OK;
+}
+
+HRESULT ParameterRange(const UIPropertyTable& table, int id, int* minimum, int* maximum) {
+  auto zero = [&] {
+    if (minimum != nullptr) *minimum = 0;
+    if (maximum != nullptr) *maximum = 0;
+  };
+  if (id == UIPROP_ALL) {
+    if (table.Count() == 0) {
+      zero();
+      return E_FAIL;
+    }
+    int low = table.At(0)->id, high = low;
+    for (int i = 1; i < table.Count(); ++i) {
+      low = std::min(low, table.At(i)->id);
+      high = std::max(high, table.At(i)->id);
+    }
+    if (minimum != nullptr) *minimum = low;
+    if (maximum != nullptr) *maximum = high;
+    return S_OK;
+  }
+  const UIPropertyEntry* entry = table.Find(id);
+  if (entry == nullptr || entry->constraintKind != kConstraintRange) {
+    zero();
+    return E_INVALIDARG;
+  }
+  if (minimum != nullptr) *minimum = entry->minimum;
+  if (maximum != nullptr) *maximum = entry->maximum;
+  return S_OK;
+}
+
+HRESULT ParameterEnumeration(const UIPropertyTable& table, int id, IUnknown** choices) {
+  const UIPropertyEntry* entry = table.Find(id);
+  if (entry == nullptr || entry->constraintKind != kConstraintChoices) return E_INVALIDARG;
+  if (entry->choices != nullptr) entry->choices->AddRef();
+  *choices = entry->choices;
+  return S_OK;
+}
+
+HRESULT InquireEx(const UIPropertyTable& table, int id, IUnknown** value) {
+  const UIPropertyEntry* entry = table.Find(id);
+  if (entry == nullptr) return E_INVALIDARG;
+  const auto flags = static_cast<HRESULT>(entry->flags);
+  if (value == nullptr || entry->value == nullptr) return flags;
+  switch (entry->Kind()) {
+    case kPropString:
+    case kPropObject: {
+      IUnknown* held = *static_cast<IUnknown**>(entry->value);
+      if (held != nullptr) held->AddRef();
+      *value = held;
+      return flags;
+    }
+    case kPropDouble: {
+      IVariant* variant = CREFString::CreateVariant();
+      if (variant == nullptr) return E_FAIL;
+      variant->SetDouble(*static_cast<double*>(entry->value));
+      *value = variant;
+      return flags;
+    }
+    default: return E_FAIL;
+  }
+}
+
+HRESULT ControlEx(const UIPropertyTable& table, int id, IUnknown* value, CObjectRoot& object) {
+  const UIPropertyEntry* entry = table.Find(id);
+  if (entry == nullptr) return E_INVALIDARG;
+  switch (entry->Kind()) {
+    case kPropString: {
+      object.Lock();
+      auto** held = static_cast<IString**>(entry->value);
+      if (*held != nullptr) (*held)->Release();
+      *held = nullptr;
+      if (value != nullptr) value->QueryInterface(IID_IString, reinterpret_cast<void**>(held));
+      object.Unlock();
+      return S_OK;
+    }
+    case kPropObject: {
+      object.Lock();
+      auto** held = static_cast<IUnknown**>(entry->value);
+      if (*held != nullptr) (*held)->Release();
+      if (value != nullptr) value->AddRef();
+      *held = value;
+      object.Unlock();
+      return S_OK;
+    }
+    case kPropDouble: {
+      IVariant* variant = nullptr;
+      if (value == nullptr ||
+          value->QueryInterface(IID_IVariant, reinterpret_cast<void**>(&variant)) < 0 || variant == nullptr)
+        return E_FAIL;
+      variant->GetDouble(static_cast<double*>(entry->value));
+      variant->Release();
+      return S_OK;
+    }
+    default: return E_FAIL;
+  }
+}
+
+HRESULT PropE(UIPropertyTable& table, IUnknown* object, int id, void* value, int flags,
+              IUnknown* textSource, int textId, int* choicesOption) {
+  // The table's name: the text source itself when it is a string, else the component name of
+  // the text source (or of this object) through an attached "ComponentString".
+  IString* tableName = nullptr;
+  if (textSource != nullptr) textSource->QueryInterface(IID_IString, reinterpret_cast<void**>(&tableName));
+  if (tableName == nullptr) {
+    IID iid = IID_IComponentString;
+    if (auto* component = static_cast<IComponentString*>(CreateObject(RefLiteral(L"ComponentString"), &iid))) {
+      component->Attach(textSource != nullptr ? textSource : object);
+      component->GetText(kComponentName, &tableName);
+      component->Release();
+    }
+  }
+
+  IStringTable* strings = nullptr;
+  IID tableIid = IID_IStringTable;
+  if (tableName != nullptr) {
+    strings = static_cast<IStringTable*>(CreateObject(RefLiteral(L"StringTable"), &tableIid));
+    if (strings != nullptr && strings->Open(tableName) < 0) {
+      strings->Release();
+      strings = nullptr;
+    }
+    tableName->Release();
+  }
+  if (strings == nullptr) return E_FAIL;
+
+  IString* text = nullptr;
+  if (IString* key = ISCreate(textId)) {
+    int index = 0;
+    if (strings->Find(key, &index) >= 0) strings->GetText(index, &text);
+    key->Release();
+  }
+  strings->Release();
+  if (text == nullptr) return E_FAIL;
+
+  IUnknown* choices = CollectionCreate(CREFString(text), L'|', choicesOption);
+  text->Release();
+
+  unsigned entryFlags = static_cast<unsigned>(flags);
+  if ((entryFlags & kPropKindMask) == kPropNone) entryFlags += kPropInt32;
+  UIPropertyEntry* entry = table.Append(id, value, entryFlags);
+  if (choices != nullptr) {
+    entry->constraintKind = kConstraintChoices;
+    entry->choices = choices;
+  } else {
+    entry->constraintKind = kConstraintRange;
+    entry->minimum = 0;
+    entry->maximum = (entryFlags & kPropSubKindMask) == kPropBoolean ? 1 : 0;
+  }
+  return S_OK;
+}
+
+}  // namespace properties

@@ -1,0 +1,156 @@
+// Every error path of kelo: a one-line message, its exit code, and no file left behind.
+#include <png.h>
+
+#include <fstream>
+
+#include "tests/app/ProgramTestSupport.h"
+
+namespace apptest {
+namespace {
+
+constexpr int kUsage = 2, kInput = 3, kOutput = 4;
+
+class ErrorsTest : public ProgramTest {
+ protected:
+  void SetUp() override {
+    ProgramTest::SetUp();
+    WritePng(Path("a.png"),
+             MakeImage(24, 16,
+                       [](unsigned x, unsigned) {
+                         return Rgb{static_cast<std::uint8_t>(x * 10), 0, 0};
+                       }),
+             PNG_FORMAT_RGB);
+    WritePng(Path("b.png"),
+             MakeImage(24, 16,
+                       [](unsigned, unsigned y) {
+                         return Rgb{0, static_cast<std::uint8_t>(y * 15), 0};
+                       }),
+             PNG_FORMAT_RGB);
+    inputs_ = Files();
+  }
+  // Runs a failing command: checks the exit code, one line on stderr containing `message`,
+  // and that the folder holds only the inputs.
+  void ExpectFailure(const std::string& args, int code, const std::string& message,
+                     const std::string& environment = "") {
+    SCOPED_TRACE(args);
+    const Result result = Run(args, environment);
+    EXPECT_EQ(result.code, code) << result.err;
+    EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_EQ(result.err.rfind("kelo: error: ", 0), 0u) << result.err;
+    EXPECT_EQ(Files(), inputs_);
+  }
+  std::vector<std::string> inputs_;
+};
+
+TEST_F(ErrorsTest, BadPictures) {
+  ExpectFailure("frame --from missing.png --to b.png -o out.png", kInput,
+                "cannot read 'missing.png': no such file");
+  std::ofstream(Path("text.png")) << "not a picture\n";
+  std::ofstream(Path("empty.jpg")).close();
+  // A JPEG cut short after its header.
+  WriteJpeg(Path("whole.jpg"), MakeImage(64, 64, [](unsigned x, unsigned y) {
+              return Rgb{static_cast<std::uint8_t>(x * y), 9, 9};
+            }));
+  {
+    std::ifstream in(Path("whole.jpg"), std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::ofstream(Path("cut.jpg"), std::ios::binary) << bytes.substr(0, bytes.size() / 2);
+    std::filesystem::remove(Path("whole.jpg"));
+  }
+  inputs_ = Files();
+  ExpectFailure("frame --from text.png --to b.png -o out.png", kInput,
+                "'text.png': not a PNG or JPEG picture");
+  ExpectFailure("render --from a.png --to empty.jpg -o out.gif", kInput,
+                "'empty.jpg': the file is empty");
+  ExpectFailure("frame --from cut.jpg --to b.png -o out.png", kInput, "cannot read 'cut.jpg'");
+  ExpectFailure("slideshow a.png b.png . -o show.webp", kInput, "cannot read '.': it is a folder");
+  // The damage is found only when the third picture is decoded, after frames were written.
+  ASSERT_TRUE(std::filesystem::create_directory(Path("frames")));
+  inputs_ = Files();
+  ExpectFailure("slideshow a.png b.png cut.jpg --hold 0.5 --fps 10 -o frames/%03d.png", kInput,
+                "cannot read 'cut.jpg'");
+  ExpectFailure("slideshow a.png b.png cut.jpg --hold 0.5 --fps 10 -o show.webp", kInput,
+                "cannot read 'cut.jpg'");
+}
+
+TEST_F(ErrorsTest, BadValues) {
+  ExpectFailure("frame --from a.png --to b.png -t Disolve -o out.png", kUsage,
+                "unknown transition 'Disolve'; did you mean DissolveTransition");
+  ExpectFailure("render --from a.png --to b.png -t DissolveTransitoin -o out.gif", kUsage,
+                "did you mean DissolveTransition");
+  ExpectFailure("frame --from a.png --to b.png --progress 1.5 -o out.png", kUsage,
+                "bad --progress 1.5");
+  ExpectFailure("frame --from a.png --to b.png --progress nan -o out.png", kUsage,
+                "bad --progress");
+  ExpectFailure("frame --from a.png --to b.png --progress x -o out.png", kUsage, "--progress");
+  ExpectFailure("render --from a.png --to b.png --fps 0 -o out.gif", kUsage, "bad --fps 0");
+  ExpectFailure("render --from a.png --to b.png --fps 1000 -o out.gif", kUsage, "bad --fps 1000");
+  ExpectFailure("render --from a.png --to b.png --duration -1 -o out.gif", kUsage,
+                "bad --duration -1");
+  ExpectFailure("render --from a.png --to b.png --duration 0 -o out.gif", kUsage,
+                "bad --duration 0");
+  ExpectFailure("slideshow a.png b.png --hold 0 --duration 0 -o out.gif", kUsage, "give no frames");
+  ExpectFailure("render --from a.png --to b.png --size 0x10 -o out.gif", kUsage,
+                "bad --size '0x10'");
+  ExpectFailure("render --from a.png --to b.png --size big -o out.gif", kUsage, "bad --size 'big'");
+  ExpectFailure("slideshow a.png --size 99999x10 -o out.gif", kUsage, "bad --size");
+  ExpectFailure("render --from a.png --to b.png --fit squash -o out.gif", kUsage,
+                "bad --fit 'squash'");
+  ExpectFailure("slideshow a.png --background pink -o out.gif", kUsage, "bad colour 'pink'");
+  ExpectFailure("render --from a.png --to b.png -o out.avi", kUsage,
+                "unknown output format 'out.avi'");
+  ExpectFailure("render --from a.png --to b.png -o 'f/%d%d.png'", kUsage, "bad frame pattern");
+  ExpectFailure("frame --from a.png --to b.png -o out.jpg", kUsage, "must be a .png file");
+  ExpectFailure("frame --from a.png --to b.png --set Direction=1 -o out.png", kUsage,
+                "DissolveTransition has no settings");
+  ExpectFailure("slideshow a.png b.png --set Direction=1 -o out.gif", kUsage,
+                "RandomTransition has no settings");
+  ExpectFailure("frame --from a.png -o out.png", kUsage, "--to is required");
+  ExpectFailure("slideshow -o out.gif", kUsage, "pictures is required");
+}
+
+TEST_F(ErrorsTest, BadOutputs) {
+  ExpectFailure("frame --from a.png --to b.png -o nowhere/out.png", kOutput,
+                "the output folder 'nowhere' does not exist");
+  ExpectFailure("render --from a.png --to b.png -o nowhere/%04d.png", kOutput,
+                "the output folder 'nowhere' does not exist");
+  ExpectFailure("frame --from a.png --to b.png -o b.png", kOutput,
+                "would overwrite the input 'b.png'");
+  ExpectFailure("frame --from a.png --to b.png -o ./a.png", kOutput,
+                "would overwrite the input 'a.png'");
+  // A PNG picture named like an animation is still an input.
+  std::filesystem::copy_file(Path("a.png"), Path("pic.gif"));
+  inputs_ = Files();
+  ExpectFailure("render --from pic.gif --to b.png -o pic.gif", kOutput,
+                "would overwrite the input 'pic.gif'");
+  ExpectFailure("slideshow b.png pic.gif -o pic.gif", kOutput,
+                "would overwrite the input 'pic.gif'");
+  // A frame pattern whose later frames would hit an input.
+  std::filesystem::copy_file(Path("a.png"), Path("7.png"));
+  inputs_ = Files();
+  ExpectFailure("render --from 7.png --to b.png --fps 10 -o %d.png", kOutput,
+                "would overwrite the input '7.png'");
+  std::filesystem::create_directory(Path("folder.png"));
+  ExpectFailure("frame --from a.png --to b.png -o folder.png", kOutput, "'folder.png' is a folder");
+  // Without ffmpeg, the video formats say what to install and what works instead.
+  ExpectFailure("render --from a.png --to b.png -o out.mp4", kOutput,
+                "needs the ffmpeg program (Debian package 'ffmpeg'); .webp, .gif", "PATH=/nowhere");
+  ExpectFailure("slideshow a.png b.png -o out.webm", kOutput, "needs the ffmpeg program",
+                "PATH=/nowhere");
+}
+
+TEST_F(ErrorsTest, ExistingOutputIsReplacedWhole) {
+  std::ofstream(Path("out.png")) << "old";
+  const Result result = Run("frame --from a.png --to b.png --progress 1 -o out.png");
+  ASSERT_EQ(result.code, 0) << result.err;
+  EXPECT_EQ(MaxDifference(ReadPng(Path("out.png")), ReadPng(Path("b.png"))), 0);
+  // A failing run leaves the earlier output as it was.
+  const Result failed = Run("frame --from a.png --to missing.png --progress 1 -o out.png");
+  EXPECT_EQ(failed.code, kInput);
+  EXPECT_EQ(MaxDifference(ReadPng(Path("out.png")), ReadPng(Path("b.png"))), 0);
+  EXPECT_EQ(Files(), (std::vector<std::string>{"a.png", "b.png", "out.png"}));
+}
+
+}  // namespace
+}  // namespace apptest

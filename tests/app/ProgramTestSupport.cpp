@@ -1,0 +1,242 @@
+#include "tests/app/ProgramTestSupport.h"
+
+#include <gif_lib.h>
+#include <jpeglib.h>
+#include <png.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <webp/demux.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace apptest {
+
+namespace {
+
+std::string ReadFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+std::string Capture(const std::string& command) {
+  std::string out;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[256];
+    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) out += buffer;
+    pclose(pipe);
+  }
+  return out;
+}
+
+}  // namespace
+
+void WritePng(const std::filesystem::path& path, const Image& image, unsigned format) {
+  png_image info{};
+  info.version = PNG_IMAGE_VERSION;
+  info.width = image.width;
+  info.height = image.height;
+  info.format = format;
+  const std::size_t pixels = static_cast<std::size_t>(image.width) * image.height;
+  std::vector<std::uint8_t> bytes;
+  std::vector<std::uint8_t> colourMap;
+  if (format == PNG_FORMAT_RGB) {
+    bytes = image.rgb;
+  } else if (format == PNG_FORMAT_GRAY) {
+    for (std::size_t i = 0; i < pixels; ++i) bytes.push_back(image.rgb[i * 3]);
+  } else if (format == PNG_FORMAT_RGBA) {
+    for (std::size_t i = 0; i < pixels; ++i) {
+      bytes.insert(bytes.end(), &image.rgb[i * 3], &image.rgb[i * 3] + 3);
+      bytes.push_back(255);
+    }
+  } else if (format == PNG_FORMAT_LINEAR_Y) {
+    // 16-bit linear grey: the sRGB byte v becomes its linear value scaled to 65535.
+    for (std::size_t i = 0; i < pixels; ++i) {
+      const double v = image.rgb[i * 3] / 255.0;
+      const double linear = v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
+      const auto value = static_cast<std::uint16_t>(linear * 65535 + 0.5);
+      bytes.push_back(static_cast<std::uint8_t>(value & 0xFF));
+      bytes.push_back(static_cast<std::uint8_t>(value >> 8));
+    }
+  } else if (format == PNG_FORMAT_RGB_COLORMAP) {
+    // A palette of the picture's distinct colours (at most 256).
+    for (std::size_t i = 0; i < pixels; ++i) {
+      std::size_t entry = 0;
+      while (entry * 3 < colourMap.size() &&
+             !std::equal(&colourMap[entry * 3], &colourMap[entry * 3] + 3, &image.rgb[i * 3]))
+        ++entry;
+      if (entry * 3 == colourMap.size())
+        colourMap.insert(colourMap.end(), &image.rgb[i * 3], &image.rgb[i * 3] + 3);
+      bytes.push_back(static_cast<std::uint8_t>(entry));
+    }
+    info.colormap_entries = static_cast<png_uint_32>(colourMap.size() / 3);
+  }
+  ASSERT_TRUE(png_image_write_to_file(&info, path.c_str(), 0, bytes.data(), 0,
+                                      colourMap.empty() ? nullptr : colourMap.data()))
+      << info.message;
+}
+
+void WriteJpeg(const std::filesystem::path& path, const Image& image, int orientation) {
+  FILE* file = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(file, nullptr);
+  jpeg_compress_struct info{};
+  jpeg_error_mgr errors{};
+  info.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&info);
+  jpeg_stdio_dest(&info, file);
+  info.image_width = image.width;
+  info.image_height = image.height;
+  info.input_components = 3;
+  info.in_color_space = JCS_RGB;
+  jpeg_set_defaults(&info);
+  jpeg_set_quality(&info, 95, TRUE);
+  jpeg_start_compress(&info, TRUE);
+  if (orientation != 0) {
+    // "Exif\0\0", a big-endian TIFF header, one directory with the Orientation entry.
+    const std::uint8_t exif[] = {
+        'E', 'x', 'i', 'f',  0,    0, 'M', 'M', 0, 42, 0, 0, 0,
+        8,   0,   1,   0x01, 0x12, 0, 3,   0,   0, 0,  1, 0, static_cast<std::uint8_t>(orientation),
+        0,   0,   0,   0,    0,    0};
+    jpeg_write_marker(&info, JPEG_APP0 + 1, exif, sizeof exif);
+  }
+  while (info.next_scanline < info.image_height) {
+    JSAMPROW row = const_cast<std::uint8_t*>(
+        &image.rgb[static_cast<std::size_t>(info.next_scanline) * image.width * 3]);
+    jpeg_write_scanlines(&info, &row, 1);
+  }
+  jpeg_finish_compress(&info);
+  jpeg_destroy_compress(&info);
+  std::fclose(file);
+}
+
+Image ReadPng(const std::filesystem::path& path) {
+  png_image info{};
+  info.version = PNG_IMAGE_VERSION;
+  Image image;
+  if (!png_image_begin_read_from_file(&info, path.c_str())) {
+    ADD_FAILURE() << "cannot read " << path << ": " << info.message;
+    return image;
+  }
+  info.format = PNG_FORMAT_RGB;
+  image.width = info.width;
+  image.height = info.height;
+  image.rgb.resize(PNG_IMAGE_SIZE(info));
+  if (!png_image_finish_read(&info, nullptr, image.rgb.data(), 0, nullptr))
+    ADD_FAILURE() << info.message;
+  return image;
+}
+
+std::vector<Image> ReadWebP(const std::filesystem::path& path) {
+  const std::string data = ReadFile(path);
+  WebPData input{reinterpret_cast<const std::uint8_t*>(data.data()), data.size()};
+  WebPAnimDecoderOptions options;
+  WebPAnimDecoderOptionsInit(&options);
+  options.color_mode = MODE_RGBA;
+  std::vector<Image> frames;
+  WebPAnimDecoder* decoder = WebPAnimDecoderNew(&input, &options);
+  if (decoder == nullptr) {
+    ADD_FAILURE() << path << " is not a WebP animation";
+    return frames;
+  }
+  WebPAnimInfo info;
+  WebPAnimDecoderGetInfo(decoder, &info);
+  while (WebPAnimDecoderHasMoreFrames(decoder)) {
+    std::uint8_t* rgba = nullptr;
+    int timestamp = 0;
+    if (!WebPAnimDecoderGetNext(decoder, &rgba, &timestamp)) break;
+    Image frame{info.canvas_width, info.canvas_height, {}};
+    for (std::size_t i = 0; i < static_cast<std::size_t>(info.canvas_width) * info.canvas_height;
+         ++i)
+      frame.rgb.insert(frame.rgb.end(), rgba + i * 4, rgba + i * 4 + 3);
+    frames.push_back(std::move(frame));
+  }
+  WebPAnimDecoderDelete(decoder);
+  return frames;
+}
+
+GifInfo ReadGif(const std::filesystem::path& path) {
+  GifInfo result;
+  int error = 0;
+  GifFileType* gif = DGifOpenFileName(path.c_str(), &error);
+  if (gif == nullptr || DGifSlurp(gif) != GIF_OK) {
+    ADD_FAILURE() << "cannot read " << path;
+    if (gif != nullptr) DGifCloseFile(gif, &error);
+    return result;
+  }
+  result.frames = gif->ImageCount;
+  result.width = static_cast<unsigned>(gif->SWidth);
+  result.height = static_cast<unsigned>(gif->SHeight);
+  for (int i = 0; i < gif->ImageCount; ++i) {
+    GraphicsControlBlock control;
+    if (DGifSavedExtensionToGCB(gif, i, &control) == GIF_OK) result.totalDelay += control.DelayTime;
+  }
+  DGifCloseFile(gif, &error);
+  return result;
+}
+
+bool HaveProgram(const std::string& name) {
+  return std::system(("command -v " + name + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+bool ProbeVideo(const std::filesystem::path& path, int& frames, unsigned& width, unsigned& height) {
+  if (!HaveProgram("ffprobe")) return false;
+  const std::string out = Capture(
+      "ffprobe -v error -count_frames -select_streams v:0 -show_entries "
+      "stream=nb_read_frames,width,height -of csv=p=0 '" +
+      path.string() + "'");
+  frames = -1;
+  width = height = 0;
+  std::sscanf(out.c_str(), "%u,%u,%d", &width, &height, &frames);
+  return true;
+}
+
+int MaxDifference(const Image& a, const Image& b) {
+  if (a.width != b.width || a.height != b.height || a.rgb.size() != b.rgb.size()) return 256;
+  int most = 0;
+  for (std::size_t i = 0; i < a.rgb.size(); ++i)
+    most = std::max(most, std::abs(a.rgb[i] - b.rgb[i]));
+  return most;
+}
+
+void ProgramTest::SetUp() {
+  char name[] = "/tmp/kelo-app-test-XXXXXX";
+  ASSERT_NE(mkdtemp(name), nullptr);
+  dir_ = name;
+}
+
+void ProgramTest::TearDown() {
+  std::error_code ignored;
+  std::filesystem::remove_all(dir_, ignored);
+}
+
+Result ProgramTest::Run(const std::string& args, const std::string& environment) {
+  const auto out = dir_ / ".stdout", err = dir_ / ".stderr";
+  const std::string command = "cd '" + dir_.string() + "' && " + environment +
+                              " '" KELO_PROGRAM "' " + args + " >'" + out.string() + "' 2>'" +
+                              err.string() + "' </dev/null";
+  const int status = std::system(command.c_str());
+  Result result;
+  result.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  result.out = ReadFile(out);
+  result.err = ReadFile(err);
+  std::filesystem::remove(out);
+  std::filesystem::remove(err);
+  return result;
+}
+
+std::vector<std::string> ProgramTest::Files() const {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(dir_))
+    if (entry.is_regular_file())
+      names.push_back(std::filesystem::relative(entry.path(), dir_).string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace apptest

@@ -1,0 +1,39 @@
+// Shared by the tests of the "CollectionsEx" components: a fixture that checks every object a
+// test makes is gone at its end, and small helpers.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+#include "host/common/HostObject.h"
+#include "host/core/CreatableString.h"
+#include "host/core/GlobalComponentCollection.h"
+#include "host/core/Text.h"
+#include "sdk/ComPtr.h"
+
+namespace coretest {
+
+class CoreTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    // The global collection and its entries live for the whole process: make them first.
+    ASSERT_NE(host::core::GlobalComponentCollection::Instance(), nullptr);
+    live_ = host::LiveObjects().load();
+  }
+  void TearDown() override { EXPECT_EQ(host::LiveObjects().load(), live_) << "objects left alive"; }
+
+ private:
+  long live_ = 0;
+};
+
+inline ComPtr<IString> Str(std::wstring_view text) {
+  return ComPtr<IString>::Adopt(host::core::CreatableString::Make(text));
+}
+
+inline std::wstring Text(IString* string) {
+  return std::wstring(host::TextOf(string));
+}
+
+}  // namespace coretest

@@ -1,0 +1,160 @@
+// The component frame: identities, interface tables, reference counts, creation and entry points.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "effects/Dissolve.h"
+#include "effects/KeloTransitions.h"
+#include "frame/Object.h"
+#include "sdk/ComPtr.h"
+
+namespace {
+
+std::array<unsigned char, 16> Bytes(const IID& id) {
+  std::array<unsigned char, 16> bytes{};
+  std::memcpy(bytes.data(), &id, 16);
+  return bytes;
+}
+
+TEST(Identity, WorkedValuesCaseFoldingAndLimits) {
+  EXPECT_EQ(Bytes(__IIDOfc("ICIF")),
+            (std::array<unsigned char, 16>{0x69, 0x24, 0x03, 0x00}));
+  EXPECT_EQ(Bytes(__IIDOfc("IUnknown")),
+            (std::array<unsigned char, 16>{0xa9, 0xba, 0xe5, 0xde, 0x75}));
+  EXPECT_EQ(__IIDOfc(""), IID{});
+  EXPECT_EQ(__IIDOfc("icif"), __IIDOfc("ICIF"));
+  // '5'..'9' and '_' share one code; only the first 25 characters count.
+  EXPECT_EQ(__IIDOfc("IName5"), __IIDOfc("IName9"));
+  EXPECT_EQ(__IIDOfc("IName_"), __IIDOfc("IName9"));
+  EXPECT_EQ(__IIDOfc("ABCDEFGHIJKLMNOPQRSTUVWXYZ"), __IIDOfc("ABCDEFGHIJKLMNOPQRSTUVWXY"));
+  EXPECT_NE(__IIDOfc("ABCDEFGHIJKLMNOPQRSTUVWXY"), __IIDOfc("ABCDEFGHIJKLMNOPQRSTUVWX"));
+  // '4' codes 32: its sixth bit lands in the lowest bit of the next character's field, so
+  // "4a" (next code 1) collides with "4", while "4b" keeps both bits.
+  EXPECT_EQ(__IIDOfc("4").words[0], 32u);
+  EXPECT_EQ(__IIDOfc("4a"), __IIDOfc("4"));
+  EXPECT_EQ(__IIDOfc("4b").words[0], 32u | 2u << 5);
+  // The sixth bit across a 32-bit word boundary (field 6 spans bits 30..35).
+  EXPECT_EQ(__IIDOfc("AAAAAA4").words[1], 8u);
+}
+
+TEST(Identity, ExportedIdentitiesMatchTheSdk) {
+  EXPECT_EQ(IID_IUnknown, IUnknown::kIID);
+  EXPECT_EQ(IID_ICIF, ICIF::kIID);
+  EXPECT_EQ(IID_IKeloTransition, IKeloTransition::kIID);
+  EXPECT_EQ(IID_ITransformBestFit, ITransformBestFit::kIID);
+  EXPECT_EQ(IID_ICIFStatisical, IIDFromName("ICIFStatisical"));
+  EXPECT_EQ(IID_IUIPropInterrogateEx, IUIPropInterrogateEx::kIID);
+  EXPECT_NE(IID_IUIPropInterrogateEx, IID_IUIPropInterrogate);
+}
+
+template <class I>
+ComPtr<I> CreateDissolve(const IID& iid) {
+  ComPtr<I> object;
+  IID wanted = iid;
+  EXPECT_EQ(CObject<CDissolve>::_CreateInstance(nullptr, &wanted, object.PutVoid()), S_OK);
+  return object;
+}
+
+TEST(ComponentObject, QueryInterfaceTableAndReferenceCounts) {
+  ComPtr<IKeloTransition> transition = CreateDissolve<IKeloTransition>(IID_IKeloTransition);
+  ASSERT_TRUE(transition);
+  EXPECT_EQ(transition->AddRef(), 2u);
+  EXPECT_EQ(transition->Release(), 1u);
+
+  // IUnknown from any interface is the same primary pointer.
+  IUnknown* fromTransition = nullptr;
+  ASSERT_EQ(transition->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&fromTransition)), S_OK);
+  ComPtr<IObjectInfo> info = transition.As<IObjectInfo>();
+  ASSERT_TRUE(info);
+  IUnknown* fromInfo = nullptr;
+  ASSERT_EQ(info->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&fromInfo)), S_OK);
+  EXPECT_EQ(fromTransition, fromInfo);
+  EXPECT_NE(static_cast<void*>(fromTransition), static_cast<void*>(info.Get()));
+  EXPECT_EQ(fromInfo->Release(), 3u);  // transition, info and fromTransition remain
+  fromTransition->Release();
+
+  tagREFString name{};
+  EXPECT_EQ(info->GetName(7, &name), S_OK);
+  EXPECT_EQ(std::wstring(name.text, name.length), L"DissolveTransition");
+
+  // Refusals leave the out pointer null and the count unchanged.
+  void* out = reinterpret_cast<void*>(1);
+  EXPECT_EQ(transition->QueryInterface(IID_IUIPropInterrogateEx, &out), E_NOINTERFACE);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(transition->QueryInterface(IID_IDataPersist, &out), E_NOINTERFACE);
+  EXPECT_EQ(transition->AddRef(), 3u);
+  transition->Release();
+}
+
+// A class that counts its constructions and destructions and can fail to construct.
+int gLive = 0;
+HRESULT gConstructResult = S_OK;
+class CProbe : public CObjectRoot, public IObjectInfoImpl<CProbe>, public IKeloTransition {
+ public:
+  CProbe() { ++gLive; }
+  static const auto& Interfaces() {
+    static constexpr std::array table{Entry<CProbe, IKeloTransition>(&IID_IKeloTransition)};
+    return table;
+  }
+  HRESULT FinalConstruct() override { return gConstructResult; }
+  HRESULT DoTransition(ICIF*, ICIF*, ICIF**, double) override { return S_OK; }
+  HRESULT Uninitialize() override { return S_OK; }
+
+ protected:
+  ~CProbe() { --gLive; }
+};
+
+}  // namespace
+
+template <>
+const tagREFString IObjectInfoImpl<CProbe>::m_ObjectName = RefLiteral(L"Probe");
+
+namespace {
+
+TEST(ComponentObject, FailedCreationLeavesNothingBehind) {
+  IID iid = IID_IKeloTransition;
+  void* out = reinterpret_cast<void*>(1);
+  gConstructResult = E_INVALIDARG;
+  EXPECT_EQ(CObject<CProbe>::_CreateInstance(nullptr, &iid, &out), E_INVALIDARG);
+  EXPECT_EQ(out, reinterpret_cast<void*>(1));  // untouched when FinalConstruct fails
+  EXPECT_EQ(gLive, 0);
+
+  gConstructResult = S_OK;
+  iid = IID_IObjectInfo;  // not in the probe's table
+  EXPECT_EQ(CObject<CProbe>::_CreateInstance(nullptr, &iid, &out), E_NOINTERFACE);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(gLive, 0);
+
+  iid = IID_IKeloTransition;
+  ASSERT_EQ(CObject<CProbe>::_CreateInstance(nullptr, &iid, &out), S_OK);
+  EXPECT_EQ(gLive, 1);
+  EXPECT_EQ(static_cast<IKeloTransition*>(out)->Release(), 0u);
+  EXPECT_EQ(gLive, 0);
+}
+
+TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
+  ComponentFactory factory = nullptr;
+  EXPECT_EQ(CreateFunction(RefLiteral(L"DissolveTransition"), &factory), S_OK);
+  EXPECT_EQ(factory, &CObject<CDissolve>::_CreateInstance);
+  EXPECT_EQ(CreateFunction(RefLiteral(L"DissolveAdditiveTransition"), &factory), S_OK);
+  EXPECT_EQ(factory, &CObject<CDissolveAdditive>::_CreateInstance);
+
+  factory = reinterpret_cast<ComponentFactory>(1);
+  EXPECT_EQ(CreateFunction(RefLiteral(L"dissolvetransition"), &factory), E_FAIL);
+  EXPECT_EQ(CreateFunction(RefLiteral(L"DissolveTransition "), &factory), E_FAIL);
+  EXPECT_EQ(CreateFunction(tagREFString{0, L""}, &factory), E_FAIL);
+  EXPECT_EQ(CreateFunction(tagREFString{8, L"Dissolve"}, &factory), E_FAIL);
+  EXPECT_EQ(factory, reinterpret_cast<ComponentFactory>(1));  // not written on failure
+
+  // Every registered name creates an object that names itself and is a transition.
+  for (const ModuleComponent& row : ModuleComponents()) {
+    ComponentFactory f = nullptr;
+    ASSERT_EQ(CreateFunction(row.name, &f), S_OK);
+    IID iid = IID_IKeloTransition;
+    IKeloTransition* transition = nullptr;
+    ASSERT_EQ(f(nullptr, &iid, reinterpret_cast<void**>(&transition)), S_OK);
+    transition->Release();
+  }
+}
+
+}  // namespace

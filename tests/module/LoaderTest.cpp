@@ -1,0 +1,103 @@
+// Reaching host components: the sibling-module loader, the global collection and the fallback
+// through "CollectionsEx" when the global collection does not know a component.
+#include <gtest/gtest.h>
+
+#include "effects/KeloTransitions.h"
+#include "frame/Loader.h"
+#include "host/common/HostObject.h"
+#include "support/REFString.h"
+#include "tests/common/TestHost.h"
+
+namespace {
+
+// A global collection that knows nothing and counts its references.
+class EmptyCollection final : public host::HostObject<EmptyCollection, IComponentCollection> {
+ public:
+  std::uint32_t References() {
+    AddRef();
+    return Release();
+  }
+  HRESULT GetCount(int* count) override { return *count = 0, S_OK; }
+  HRESULT GetItem(int, IUnknown** item) override { return *item = nullptr, E_INVALIDARG; }
+  HRESULT Find(IString*, int*) override { return E_FAIL; }
+  HRESULT Remove(int) override { return E_FAIL; }
+  HRESULT RemoveAll() override { return S_OK; }
+  HRESULT Reserved8() override { return E_NOTIMPL; }
+  HRESULT Reserved9() override { return E_NOTIMPL; }
+  HRESULT Reserved10() override { return E_NOTIMPL; }
+  HRESULT Reserved11() override { return E_NOTIMPL; }
+  HRESULT Add(IUnknown*) override { return E_FAIL; }
+  HRESULT Reserved13() override { return E_NOTIMPL; }
+  HRESULT Reserved14() override { return E_NOTIMPL; }
+  HRESULT SelectKind(IString*) override { return E_FAIL; }
+  HRESULT CreateByName(tagREFString, const IID*, void** out) override {
+    *out = nullptr;
+    return E_FAIL;
+  }
+};
+
+TEST(Loader, MissingModulePrintsOneLineAndGivesNothing) {
+  testing::internal::CaptureStdout();
+  ComponentFactory factory = MODULECreateFunction(RefLiteral(L"NoSuchModule"), RefLiteral(L"X"));
+  const std::string printed = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(factory, nullptr);
+  const std::string prefix = "Module not available ./_binARM64/NoSuchModule.so, error ";
+  ASSERT_EQ(printed.rfind(prefix, 0), 0u) << printed;
+  EXPECT_EQ(printed.find('\n'), printed.size() - 1) << "exactly one line";
+}
+
+TEST(Loader, SiblingModuleFactoryFromItsPath) {
+  ComponentFactory factory = MODULECreateFunction(RefLiteral(L"CollectionsEx"), RefLiteral(L"ComponentString"));
+  ASSERT_NE(factory, nullptr);
+  IID iid = IID_IComponentString;
+  IComponentString* component = nullptr;
+  ASSERT_EQ(factory(nullptr, &iid, reinterpret_cast<void**>(&component)), S_OK);
+  component->Release();
+  EXPECT_EQ(MODULECreateFunction(RefLiteral(L"CollectionsEx"), RefLiteral(L"NoSuchComponent")), nullptr);
+}
+
+TEST(Loader, InitializeModuleSwapsTheGlobalCollection) {
+  auto* first = new EmptyCollection();
+  auto* second = new EmptyCollection();
+  ASSERT_EQ(InitializeModule(nullptr, first), S_OK);
+  EXPECT_EQ(first->References(), 2u);
+
+  IComponentCollection* global = GLOBALComponents();
+  EXPECT_EQ(global, first);
+  EXPECT_EQ(first->References(), 3u);
+  global->Release();
+
+  InitializeModule(reinterpret_cast<void*>(42), second);
+  EXPECT_EQ(first->References(), 1u);
+  EXPECT_EQ(second->References(), 2u);
+  InitializeModule(nullptr, nullptr);
+  EXPECT_EQ(second->References(), 1u);
+  EXPECT_EQ(gGlobalComponentCollection, nullptr);
+  first->Release();
+  second->Release();
+  InitializeModule(nullptr, testhost::Global());
+}
+
+// Runs in a fresh process (the component caches live until unload): with a global collection
+// that knows nothing, strings, variants and collections still come from "CollectionsEx".
+TEST(LoaderDeathTest, FallsBackToCollectionsExWhenTheGlobalCollectionLacksAComponent) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        auto* empty = new EmptyCollection();
+        InitializeModule(nullptr, empty);
+        empty->Release();
+        IString* text = CREFString::CreateString();
+        IVariant* variant = CREFString::CreateVariant();
+        ISuperCollection* collection = CREFString::CreateCollection();
+        bool ok = text != nullptr && variant != nullptr && collection != nullptr;
+        if (ok) {
+          text->SetText(3, L"abc");
+          ok = CREFString(text).length == 3;
+        }
+        std::exit(ok ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+}  // namespace

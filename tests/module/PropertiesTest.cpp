@@ -1,0 +1,259 @@
+// The property frame: interrogation status codes, table growth, and persistence through the
+// host's XML and folder streams.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "frame/Object.h"
+#include "properties/EffectFrame.h"
+#include "properties/PropInterrogate.h"
+#include "support/Convert.h"
+#include "tests/common/TestHost.h"
+
+namespace {
+
+// An adjustable probe effect. It names itself "ShutterBandsTransition" so that its property names
+// come from that string table: 1 "Direction", 2 "Bands", 4 "Style"; the others have no name.
+class CProbeEffect : public CObjectRoot,
+                     public IObjectInfoImpl<CProbeEffect>,
+                     public IUIPropInterrogateImpl<CProbeEffect, IUIPropInterrogateEx, 10>,
+                     public CDataPersistImpl<CProbeEffect> {
+ public:
+  static const auto& Interfaces() {
+    static constexpr std::array table{Entry<CProbeEffect, IObjectInfo>(&IID_IObjectInfo),
+                                      Entry<CProbeEffect, IDataPersist>(&IID_IDataPersist),
+                                      Entry<CProbeEffect, IUIPropInterrogateEx>(&IID_IUIPropInterrogate)};
+    return table;
+  }
+  HRESULT FinalConstruct() override {
+    AddProperty(1, &outgoing, kPropInt32, 0, 4);
+    AddProperty(2, &hidden, kPropInt32 | kPropNotSavedXML, 0, 0);
+    AddProperty(3, &incoming, 0x43, 0, 4);
+    AddProperty(4, &colour, 0x23, 0, 0);
+    AddProperty(7, &revolutions, kPropDouble, 0, 0);
+    AddProperty(8, &small, kPropUInt8, 0, 255);
+    AddProperty(9, &shortValue, kPropInt16, 0, 0);
+    AddProperty(10, &ratio, kPropFloat, 0, 0);
+    AddProperty(11, &label, kPropString, 0, 0);
+    AddProperty(12, &object, kPropObject, 0, 0);
+    return S_OK;
+  }
+  void Lock() override { ++locks; }
+  void Unlock() override { ++unlocks; }
+
+  std::int32_t outgoing = 2, incoming = 2, colour = 0, hidden = 0;
+  double revolutions = 1.0;
+  std::uint8_t small = 0;
+  std::int16_t shortValue = 0;
+  float ratio = 0;
+  IString* label = nullptr;
+  IUnknown* object = nullptr;
+  int locks = 0, unlocks = 0;
+
+ protected:
+  ~CProbeEffect() {
+    if (label != nullptr) label->Release();
+    if (object != nullptr) object->Release();
+  }
+};
+
+}  // namespace
+
+template <>
+const tagREFString IObjectInfoImpl<CProbeEffect>::m_ObjectName = RefLiteral(L"ShutterBandsTransition");
+
+namespace {
+
+using Probe = CObject<CProbeEffect>;
+
+ComPtr<IUIPropInterrogateEx> MakeProbe(CProbeEffect** raw = nullptr) {
+  ComPtr<IUIPropInterrogateEx> properties;
+  IID iid = IID_IUIPropInterrogate;
+  EXPECT_EQ(Probe::_CreateInstance(nullptr, &iid, properties.PutVoid()), S_OK);
+  if (raw != nullptr) *raw = static_cast<CProbeEffect*>(static_cast<Probe*>(properties.Get()));
+  return properties;
+}
+
+int FloatBits(float value) {
+  int bits;
+  std::memcpy(&bits, &value, 4);
+  return bits;
+}
+
+TEST(PropertyInterrogation, StatusCodesAndValueKinds) {
+  CProbeEffect* probe = nullptr;
+  ComPtr<IUIPropInterrogateEx> p = MakeProbe(&probe);
+  int value = -1;
+  EXPECT_EQ(p->Inquire(UIPROP_ALL, &value), S_OK);
+  EXPECT_EQ(value, 10);
+  EXPECT_EQ(p->Inquire(3, &value), 0x43);  // the flags word, not 0
+  EXPECT_EQ(value, 2);
+  EXPECT_EQ(p->Inquire(6, &value), E_INVALIDARG);
+  value = 77;
+  EXPECT_EQ(p->Inquire(7, &value), E_FAIL);  // a double has no 32-bit reading
+  EXPECT_EQ(value, 77);
+
+  // No clamping; narrow kinds keep their low bits; a double takes a float's bit pattern.
+  EXPECT_EQ(p->Control(1, 99), S_OK);
+  EXPECT_EQ(probe->outgoing, 99);
+  EXPECT_EQ(p->Control(8, 0x1FF), S_OK);
+  p->Inquire(8, &value);
+  EXPECT_EQ(value, 255);
+  EXPECT_EQ(p->Control(9, 0xFFFF), S_OK);
+  p->Inquire(9, &value);
+  EXPECT_EQ(value, -1);
+  EXPECT_EQ(p->Control(7, 0x40400000), S_OK);
+  EXPECT_EQ(probe->revolutions, 3.0);
+  EXPECT_EQ(p->Control(10, FloatBits(0.25f)), S_OK);
+  p->Inquire(10, &value);
+  EXPECT_EQ(value, FloatBits(0.25f));
+  EXPECT_EQ(p->Control(6, 1), E_INVALIDARG);
+
+  // InquireEx hands a double out as a variant; ControlEx takes one back.
+  ComPtr<IUnknown> held;
+  EXPECT_EQ(p->InquireEx(7, held.Put()), kPropDouble);
+  double d = 0;
+  held.As<IVariant>()->GetDouble(&d);
+  EXPECT_EQ(d, 3.0);
+  ComPtr<IVariant> variant = ComPtr<IVariant>::Adopt(IVCreate(1.1));
+  EXPECT_EQ(p->ControlEx(7, variant.Get()), S_OK);
+  EXPECT_EQ(probe->revolutions, 1.1);
+  EXPECT_EQ(p->ControlEx(7, nullptr), E_FAIL);
+  EXPECT_EQ(p->ControlEx(1, variant.Get()), E_FAIL);
+  EXPECT_EQ(p->InquireEx(1, held.Put()), E_FAIL);
+
+  // Strings and objects change under the object's lock.
+  ComPtr<IString> text = ComPtr<IString>::Adopt(ISCreate(L"abc"));
+  EXPECT_EQ(p->ControlEx(11, text.Get()), S_OK);
+  EXPECT_EQ(probe->label, text.Get());
+  EXPECT_EQ(p->ControlEx(12, text.Get()), S_OK);
+  EXPECT_EQ(p->ControlEx(12, nullptr), S_OK);
+  EXPECT_EQ(probe->object, nullptr);
+  EXPECT_EQ(probe->locks, 3);
+  EXPECT_EQ(probe->unlocks, 3);
+
+  // Ranges: the table as a whole gives its lowest and highest id.
+  int low = -1, high = -1;
+  EXPECT_EQ(p->ParameterRange(UIPROP_ALL, &low, &high), S_OK);
+  EXPECT_EQ(low, 1);
+  EXPECT_EQ(high, 12);
+  EXPECT_EQ(p->ParameterRange(3, &low, &high), S_OK);
+  EXPECT_EQ(high, 4);
+  ComPtr<IUnknown> choices;
+  EXPECT_EQ(p->ParameterEnumeration(3, choices.Put()), E_INVALIDARG);
+  EXPECT_EQ(p->ParameterRange(6, &low, &high), E_INVALIDARG);
+  EXPECT_EQ(low, 0);
+  EXPECT_EQ(high, 0);
+}
+
+TEST(PropertyInterrogation, ChoicesFromStringTablesAndTableGrowth) {
+  CProbeEffect* probe = nullptr;
+  ComPtr<IUIPropInterrogateEx> p = MakeProbe(&probe);
+  std::int32_t direction = 0;
+  ComPtr<IString> texts = ComPtr<IString>::Adopt(ISCreate(L"KeloTransitionTexts"));
+  ASSERT_EQ(probe->PropE(20, &direction, 0x40, texts.Get(), 12, nullptr), S_OK);
+  EXPECT_EQ(probe->PropE(21, &direction, 0x43, texts.Get(), 999, nullptr), E_FAIL);  // no such text
+  ComPtr<IString> missing = ComPtr<IString>::Adopt(ISCreate(L"NoSuchTable"));
+  EXPECT_EQ(probe->PropE(22, &direction, 0x43, missing.Get(), 11, nullptr), E_FAIL);
+
+  EXPECT_EQ(p->Inquire(20, nullptr), 0x43);  // kind 0 became an integer
+  int low = -1, high = -1;
+  EXPECT_EQ(p->ParameterRange(20, &low, &high), E_INVALIDARG);
+  EXPECT_EQ(low, 0);
+  ComPtr<IUnknown> choices;
+  ASSERT_EQ(p->ParameterEnumeration(20, choices.Put()), S_OK);
+  auto list = choices.As<INamedCollection>();
+  ASSERT_TRUE(list);
+  int count = 0;
+  list->GetCount(&count);
+  EXPECT_EQ(count, 3);  // Cover|Push|Crush
+
+  // The eleventh entry grew the table from 10 to 20 slots; the order is kept.
+  EXPECT_EQ(probe->Properties().Capacity(), 20);
+  EXPECT_EQ(probe->Properties().Count(), 11);
+  EXPECT_EQ(probe->Properties().At(9)->id, 12);
+  EXPECT_EQ(probe->Properties().At(10)->id, 20);
+  probe->ClearProperties();
+  int all = -1;
+  EXPECT_EQ(p->Inquire(UIPROP_ALL, &all), S_OK);
+  EXPECT_EQ(all, 0);
+  EXPECT_EQ(p->ParameterRange(UIPROP_ALL, &low, &high), E_FAIL);
+}
+
+std::wstring Text(IUnknown* stream) {
+  auto text = ComPtr<IUnknown>::Share(stream).As<IString>();
+  const wchar_t* buffer = nullptr;
+  int length = 0;
+  text->GetBuffer(&buffer, &length);
+  return std::wstring(buffer, static_cast<std::size_t>(length));
+}
+
+TEST(PropertyPersistence, XMLNamesColoursSkippedAndUnknownElements) {
+  CProbeEffect* probe = nullptr;
+  ComPtr<IUIPropInterrogateEx> p = MakeProbe(&probe);
+  probe->outgoing = 3;
+  probe->colour = 0x00FF8000;
+  probe->hidden = 42;
+  auto stream = testhost::Create<IDataStream>(L"XMLStream");
+  ASSERT_TRUE(stream);
+  ASSERT_EQ(p.As<IDataPersist>()->Save(stream.Get(), 0), S_OK);
+  const std::wstring xml = Text(stream.Get());
+  EXPECT_NE(xml.find(L"<Direction>3</Direction>"), std::wstring::npos) << xml;
+  EXPECT_NE(xml.find(L"<Style>#0080FF</Style>"), std::wstring::npos) << xml;
+  EXPECT_EQ(xml.find(L"Bands"), std::wstring::npos) << "bit 26 is not saved: " << xml;
+
+  // Spaces in names become '_' (the table named by the `names` argument: "Outgoing style").
+  auto named = testhost::Create<IDataStream>(L"XMLStream");
+  auto tableName = ComPtr<IString>::Adopt(ISCreate(L"DeformTransition"));
+  p->UIPropInterrogate_SaveXML(reinterpret_cast<INamedCollection*>(tableName.Get()), named.Get(), 0);
+  EXPECT_NE(Text(named.Get()).find(L"<Outgoing_style>3</Outgoing_style>"), std::wstring::npos)
+      << Text(named.Get());
+
+  // Loading matches names without regard to case and skips what it does not know.
+  CProbeEffect* other = nullptr;
+  ComPtr<IUIPropInterrogateEx> q = MakeProbe(&other);
+  auto input = testhost::Create<IDataStream>(L"XMLStream");
+  const std::wstring content =
+      L"<Unknown>5</Unknown><DIRECTION>4</DIRECTION><style>#0000FF</style><Bands>9</Bands>";
+  input.As<IString>()->SetText(static_cast<int>(content.size()), content.c_str());
+  ASSERT_EQ(q.As<IDataPersist>()->Load(input.Get(), 0), S_OK);
+  EXPECT_EQ(other->outgoing, 4);
+  EXPECT_EQ(other->incoming, 2);        // no element: unchanged
+  EXPECT_EQ(other->colour, 0x00FF0000);  // #RRGGBB is stored as 0x00BBGGRR
+  EXPECT_EQ(other->hidden, 0);          // bit 26: not restored either
+
+  // A stream that is neither XML nor a folder is left alone.
+  auto text = ComPtr<IString>::Adopt(ISCreate(L"x"));
+  EXPECT_EQ(q.As<IDataPersist>()->Save(reinterpret_cast<IDataStream*>(text.Get()), 0), S_OK);
+}
+
+TEST(PropertyPersistence, FolderStreamKeepsDoublesAndMatchesByIdAndKind) {
+  CProbeEffect* probe = nullptr;
+  ComPtr<IUIPropInterrogateEx> p = MakeProbe(&probe);
+  probe->revolutions = 1.1;
+  probe->incoming = 4;
+  auto folder = testhost::Create<IDataStream>(L"FolderStream");
+  ASSERT_TRUE(folder);
+  ASSERT_EQ(p.As<IDataPersist>()->Save(folder.Get(), 0), S_OK);
+
+  // An extra sub-folder claiming id 1 with the kind of a double does not fit property 1.
+  auto tree = folder.As<IFolderStream>();
+  ComPtr<IFolderStream> odd;
+  tree->CreateFolder(RefView(L"Odd"), odd.Put());
+  const int id = 1, flags = kPropDouble;
+  const double value = 123.0;
+  odd->WriteBinary(RefView(L"ID"), &id, 4, 0);
+  odd->WriteBinary(RefView(L"Flags"), &flags, 4, 0);
+  odd->WriteBinary(RefView(L"Value"), &value, 8, 0);
+
+  CProbeEffect* other = nullptr;
+  ComPtr<IUIPropInterrogateEx> q = MakeProbe(&other);
+  ASSERT_EQ(q.As<IDataPersist>()->Load(folder.Get(), 0), S_OK);
+  EXPECT_EQ(other->revolutions, 1.1);  // the double itself, not a float's worth of it
+  EXPECT_EQ(other->incoming, 4);
+  EXPECT_EQ(other->outgoing, 2);  // the odd sub-folder was ignored
+  EXPECT_EQ(other->hidden, 0);
+}
+
+}  // namespace

@@ -14,6 +14,7 @@
 #include "app/Sheet.h"
 #include "app/Text.h"
 #include "sdk/Properties.h"
+#include "sdk/Storage.h"
 
 namespace kelo {
 
@@ -59,13 +60,47 @@ void CheckVideoOutput(const std::filesystem::path& output, const Paths& inputs, 
                                         "' would overwrite the input '" + input.string() + "'");
 }
 
-// An effect made through its component string, with the user's settings applied.
+// Loads an effect's settings from an XML file through the effect's own Load.
+void LoadSettings(const Host& host, IKeloTransition* effect, const std::string& name,
+                  const std::string& path) {
+  auto persist = ComPtr<IKeloTransition>::Share(effect).As<IDataPersist>();
+  if (!persist) throw AppError(kExitUsage, name + " has no settings to load from '" + path + "'");
+  auto stream = host.Create<IDataStream>(L"XMLStream");
+  if (!stream) throw AppError(kExitFailure, "the host has no XML streams");
+  const std::wstring widePath = FromUtf8(path);
+  const HRESULT opened = stream->Open(RefView(widePath), 0);
+  if (opened == E_INVALIDARG) throw AppError(kExitInput, "'" + path + "' is not well-formed XML");
+  if (opened < 0) throw AppError(kExitInput, "cannot read the settings file '" + path + "'");
+  persist->Load(stream.Get(), 0);
+}
+
+// Saves an effect's settings to an XML file through the effect's own Save; the stream writes the
+// file under a temporary name and renames it when complete.
+void SaveSettings(const Host& host, IKeloTransition* effect, const std::string& name,
+                  const std::string& path) {
+  auto persist = ComPtr<IKeloTransition>::Share(effect).As<IDataPersist>();
+  if (!persist) throw AppError(kExitUsage, name + " has no settings to save");
+  auto stream = host.Create<IDataStream>(L"XMLStream");
+  if (!stream) throw AppError(kExitFailure, "the host has no XML streams");
+  persist->Save(stream.Get(), 0);
+  const std::wstring widePath = FromUtf8(path);
+  if (stream->Commit(RefView(widePath)) < 0)
+    throw AppError(kExitOutput, "cannot write the settings file '" + path + "'");
+}
+
+// An effect made through its component string, with the user's settings applied: first those of
+// a settings file, then each --set, then saved when asked.
+template <class Options>
 ComPtr<IKeloTransition> MakeEffect(const Host& host, const std::wstring& name,
-                                   const std::vector<std::string>& settings) {
+                                   const Options& options) {
   auto effect = host.CreateTransition(name);
   if (!effect) throw AppError(kExitFailure, "the host could not create " + ToUtf8(name));
-  for (const auto& setting : settings)
+  if (!options.settingsFile.empty())
+    LoadSettings(host, effect.Get(), ToUtf8(name), options.settingsFile);
+  for (const auto& setting : options.settings)
     ApplySetting(host, effect.Get(), name, ToUtf8(name), setting);
+  if (!options.saveSettingsFile.empty())
+    SaveSettings(host, effect.Get(), ToUtf8(name), options.saveSettingsFile);
   return effect;
 }
 
@@ -127,7 +162,7 @@ int RunFrame(const FrameOptions& options) {
   CheckOutputPath(output, {options.from, options.to});
   Host host;
   const auto name = host.ResolveTransitionName(options.transition);
-  auto effect = MakeEffect(host, name, options.settings);
+  auto effect = MakeEffect(host, name, options);
   auto from = std::async(std::launch::async, [&] { return DecodePicture(host, options.from); });
   auto to = DecodePicture(host, options.to);
   auto fromPicture = from.get();
@@ -154,7 +189,7 @@ int RunRender(const RenderOptions& options) {
 
   Host host;
   const auto name = host.ResolveTransitionName(options.transition);
-  auto effect = MakeEffect(host, name, options.settings);
+  auto effect = MakeEffect(host, name, options);
   auto fromFuture = std::async(std::launch::async, [&] {
     auto picture = DecodePicture(host, options.from);
     return size.Empty() ? picture : FitPicture(host, picture.Get(), size, fit, background);
@@ -197,7 +232,7 @@ int RunSlideshow(const SlideshowOptions& options) {
   const auto name = host.ResolveTransitionName(options.transition);
   // One effect for the whole show: Uninitialize after each transition makes the random
   // transition pick again.
-  auto effect = MakeEffect(host, name, options.settings);
+  auto effect = MakeEffect(host, name, options);
   auto first = DecodePicture(host, inputs[0]);
   if (size.Empty()) size = PictureSize(first.Get());
   auto load = [&](std::size_t k) {

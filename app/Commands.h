@@ -15,12 +15,16 @@ struct FrameOptions {
   std::string transition = "DissolveTransition";
   double progress = 0.5;
   std::vector<std::string> settings;
+  std::string settingsFile;      // XML settings loaded into the effect before --set
+  std::string saveSettingsFile;  // where to save the effect's settings as XML
 };
 
 struct RenderOptions {
   std::string from, to, output;
   std::string transition = "DissolveTransition";
   std::vector<std::string> settings;
+  std::string settingsFile;      // XML settings loaded into the effect before --set
+  std::string saveSettingsFile;  // where to save the effect's settings as XML
   double duration = 1.0;
   double fps = 30;
   std::string size;  // empty: to's size
@@ -34,6 +38,8 @@ struct SlideshowOptions {
   std::string output;
   std::string transition = "RandomTransition";
   std::vector<std::string> settings;
+  std::string settingsFile;      // XML settings loaded into the effect before --set
+  std::string saveSettingsFile;  // where to save the effect's settings as XML
   double hold = 2.0;
   double duration = 1.0;
   double fps = 30;

@@ -58,13 +58,20 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   frameCommand->add_option("--set", frame.settings,
                            "A setting NAME=VALUE (by name or id; repeatable)");
+  frameCommand->add_option("--settings", frame.settingsFile,
+                           "Load the transition's settings from an XML file (before --set)");
+  frameCommand->add_option("--save-settings", frame.saveSettingsFile,
+                           "Save the transition's settings (after --set) to an XML file");
   frameCommand->add_option("-o,--output", frame.output, "The PNG file to write")->required();
   frameCommand->footer(
       "Examples:\n"
       "  kelo frame --from a.jpg --to b.png --transition DissolveTransition --progress 0.4 -o "
       "out.png\n"
       "  kelo frame --from a.jpg --to b.jpg -t CoverTransition --set Direction=1 -p 0.5 -o "
-      "half.png");
+      "half.png\n"
+      "  kelo frame --from a.jpg --to b.jpg -t PushTransition --set Direction=Left "
+      "--save-settings push.xml -o push.png\n"
+      "  kelo frame --from a.jpg --to b.jpg -t PushTransition --settings push.xml -o again.png");
 
   kelo::RenderOptions render;
   auto* renderCommand =
@@ -77,6 +84,10 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   renderCommand->add_option("--set", render.settings,
                             "A setting NAME=VALUE (by name or id; repeatable)");
+  renderCommand->add_option("--settings", render.settingsFile,
+                            "Load the transition's settings from an XML file (before --set)");
+  renderCommand->add_option("--save-settings", render.saveSettingsFile,
+                            "Save the transition's settings (after --set) to an XML file");
   renderCommand->add_option("-d,--duration", render.duration, "Seconds")->capture_default_str();
   renderCommand->add_option("--fps", render.fps, "Frames per second")->capture_default_str();
   renderCommand->add_option("--size", render.size, "Output size WxH (default: the size of --to)");
@@ -120,6 +131,10 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   slideshowCommand->add_option("--set", slideshow.settings,
                                "A setting NAME=VALUE of the transition (repeatable)");
+  slideshowCommand->add_option("--settings", slideshow.settingsFile,
+                               "Load the transition's settings from an XML file (before --set)");
+  slideshowCommand->add_option("--save-settings", slideshow.saveSettingsFile,
+                               "Save the transition's settings (after --set) to an XML file");
   slideshowCommand->add_option("--size", slideshow.size,
                                "Output size WxH (default: the first picture's size)");
   slideshowCommand

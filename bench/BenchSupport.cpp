@@ -31,17 +31,19 @@ void ReferenceBlend(benchmark::State& state) {
     }
     benchmark::ClobberMemory();
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * 3 * PictureBytes(width, height, bits)));
+  state.SetBytesProcessed(
+      static_cast<std::int64_t>(state.iterations() * 3 * PictureBytes(width, height, bits)));
 }
 
 void RegisterReference() {
   static const bool registered = [] {
     for (int bits : {24, 32})
       for (const FrameSize& size : kFrameSizes)
-        benchmark::RegisterBenchmark(("Reference/" + std::to_string(bits) + "bit/" + std::to_string(size.width) + "x" +
-                                      std::to_string(size.height))
-                                         .c_str(),
-                                     ReferenceBlend)
+        benchmark::RegisterBenchmark(
+            ("Reference/" + std::to_string(bits) + "bit/" + std::to_string(size.width) + "x" +
+             std::to_string(size.height))
+                .c_str(),
+            ReferenceBlend)
             ->Args({size.width, size.height, bits})
             ->Unit(benchmark::kMillisecond);
     return true;

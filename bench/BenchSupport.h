@@ -29,7 +29,8 @@ inline ComPtr<ICIF> FramePicture(unsigned width, unsigned height, int bits, int 
   static int currentSeed;
   currentSeed = seed;
   return testhost::MakePicture(width, height, bits, [](unsigned x, unsigned y, unsigned c) {
-    return static_cast<unsigned char>((x * (c + 1) + y * (3 - c) + currentSeed * 97 + ((x ^ y) & 15)) & 0xFF);
+    return static_cast<unsigned char>(
+        (x * (c + 1) + y * (3 - c) + currentSeed * 97 + ((x ^ y) & 15)) & 0xFF);
   });
 }
 

@@ -83,10 +83,12 @@ void BlendRows::operator()(const unsigned char* from, const unsigned char* to, u
     const __m128i th = _mm_set1_epi16(static_cast<short>(toVector_.high));
     const __m128i tl = _mm_set1_epi16(static_cast<short>(toVector_.low));
     auto weigh = [](__m128i v16, __m128i high, __m128i low, const VectorWeight& w) {
-      __m128i r = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(v16, high), _mm_mulhi_epu16(v16, low)), 8);
+      __m128i r =
+          _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(v16, high), _mm_mulhi_epu16(v16, low)), 8);
       for (int c = 0; c < w.corrections; ++c) {
         const __m128i hit = _mm_cmpeq_epi16(v16, _mm_set1_epi16(w.correctedValue[c]));
-        r = w.correction[c] > 0 ? _mm_sub_epi16(r, hit) : _mm_add_epi16(r, hit);  // hit lanes are -1
+        r = w.correction[c] > 0 ? _mm_sub_epi16(r, hit)
+                                : _mm_add_epi16(r, hit);  // hit lanes are -1
       }
       return r;
     };
@@ -138,7 +140,8 @@ HRESULT BlendTransition(ICIF* from, ICIF* to, ICIF** out, double fromWeight, dou
     const PlaneRows t = GetPlaneRows(to, plane);
     if (r.first == nullptr || f.first == nullptr || t.first == nullptr) continue;
     if (fromBits == toBits) {
-      const std::size_t rowBytes = static_cast<std::size_t>(width) * static_cast<unsigned>(toBits) / 8;
+      const std::size_t rowBytes =
+          static_cast<std::size_t>(width) * static_cast<unsigned>(toBits) / 8;
       const BlendRows blend(fromTable, toTable, sum);
       for (unsigned y = 0; y < height; ++y) blend(f.Row(y), t.Row(y), r.Row(y), rowBytes);
     } else if (fromBits == 32 && toBits == 24) {

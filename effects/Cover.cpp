@@ -43,7 +43,9 @@ struct Drawing {
 
   ComPtr<ICIF> Resize(ICIF* source, int width, int height) const {
     ComPtr<ICIF> out;
-    if (transform) transform->Resize(source, out.Put(), static_cast<unsigned>(width), static_cast<unsigned>(height), 0, 1);
+    if (transform)
+      transform->Resize(source, out.Put(), static_cast<unsigned>(width),
+                        static_cast<unsigned>(height), 0, 1);
     return out;
   }
   ComPtr<ICIF> Copy(ICIF* source) const {
@@ -52,10 +54,12 @@ struct Drawing {
     return out;
   }
   void Paste(ICIF* destination, ICIF* source, int x, int y) const {
-    if (maths && destination != nullptr && source != nullptr) maths->Paste(destination, source, nullptr, x, y);
+    if (maths && destination != nullptr && source != nullptr)
+      maths->Paste(destination, source, nullptr, x, y);
   }
   // A view of a region of `source`, pasted at (x, y).
-  void PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int rw, int rh, int x, int y) const {
+  void PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int rw, int rh, int x,
+                   int y) const {
     ComPtr<ICIFSubImage> region = ComPtr<ICIFSubImage>::Adopt(CIFObject::CreateSubImage());
     if (!region || source == nullptr) return;
     region->Create(source, rx, ry, rw, rh, 0, 0);
@@ -76,17 +80,27 @@ HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) 
 
   // Strip sizes, each truncated on its own: toH + fromH can be H - 1, leaving one line uncovered.
   const int w = static_cast<int>(W), h = static_cast<int>(H);
-  const int toW = TruncInt(static_cast<double>(W) * p), fromW = TruncInt(static_cast<double>(W) * q);
-  const int toH = TruncInt(static_cast<double>(H) * p), fromH = TruncInt(static_cast<double>(H) * q);
+  const int toW = TruncInt(static_cast<double>(W) * p),
+            fromW = TruncInt(static_cast<double>(W) * q);
+  const int toH = TruncInt(static_cast<double>(H) * p),
+            fromH = TruncInt(static_cast<double>(H) * q);
   const int direction = direction_ == 0 || direction_ == 2 || direction_ == 3 ? direction_ : 1;
 
   // The incoming strip of `to`, laid over the result (cover and push).
   auto pasteIncoming = [&](ICIF* result) {
     switch (direction) {
-      case 0: draw.PasteRegion(result, to, 0, h - toH, w, toH, 0, 0); break;
-      case 2: draw.PasteRegion(result, to, 0, 0, w, toH, 0, fromH); break;
-      case 3: draw.PasteRegion(result, to, w - toW, 0, toW, h, 0, 0); break;
-      default: draw.PasteRegion(result, to, 0, 0, toW, h, fromW, 0); break;
+      case 0:
+        draw.PasteRegion(result, to, 0, h - toH, w, toH, 0, 0);
+        break;
+      case 2:
+        draw.PasteRegion(result, to, 0, 0, w, toH, 0, fromH);
+        break;
+      case 3:
+        draw.PasteRegion(result, to, w - toW, 0, toW, h, 0, 0);
+        break;
+      default:
+        draw.PasteRegion(result, to, 0, 0, toW, h, fromW, 0);
+        break;
     }
   };
 
@@ -134,18 +148,34 @@ HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) 
       // Lines the two strips leave uncovered show the cleared colour, not `to`.
       if (result && draw.maths) draw.maths->Clear(result.Get(), nullptr, 0);
       switch (direction) {
-        case 0: draw.Paste(result.Get(), squeezed.Get(), 0, toH); break;
-        case 2: draw.Paste(result.Get(), squeezed.Get(), 0, 0); break;
-        case 3: draw.Paste(result.Get(), squeezed.Get(), toW, 0); break;
-        default: draw.Paste(result.Get(), squeezed.Get(), 0, 0); break;
+        case 0:
+          draw.Paste(result.Get(), squeezed.Get(), 0, toH);
+          break;
+        case 2:
+          draw.Paste(result.Get(), squeezed.Get(), 0, 0);
+          break;
+        case 3:
+          draw.Paste(result.Get(), squeezed.Get(), toW, 0);
+          break;
+        default:
+          draw.Paste(result.Get(), squeezed.Get(), 0, 0);
+          break;
       }
       squeezed.Reset();
       ComPtr<ICIF> growing = rows ? draw.Resize(to, w, toH) : draw.Resize(to, toW, h);
       switch (direction) {
-        case 0: draw.Paste(result.Get(), growing.Get(), 0, 0); break;
-        case 2: draw.Paste(result.Get(), growing.Get(), 0, fromH); break;
-        case 3: draw.Paste(result.Get(), growing.Get(), 0, 0); break;
-        default: draw.Paste(result.Get(), growing.Get(), fromW, 0); break;
+        case 0:
+          draw.Paste(result.Get(), growing.Get(), 0, 0);
+          break;
+        case 2:
+          draw.Paste(result.Get(), growing.Get(), 0, fromH);
+          break;
+        case 3:
+          draw.Paste(result.Get(), growing.Get(), 0, 0);
+          break;
+        default:
+          draw.Paste(result.Get(), growing.Get(), fromW, 0);
+          break;
       }
       break;
     }

@@ -5,32 +5,17 @@
 
 #include "frame/Object.h"
 
-class CDissolve : public CObjectRoot, public IObjectInfoImpl<CDissolve>, public IKeloTransition {
+class CDissolve : public CSimpleTransition<CDissolve> {
  public:
-  static const auto& Interfaces() {
-    static constexpr std::array table{Entry<CDissolve, IObjectInfo>(&IID_IObjectInfo),
-                                      Entry<CDissolve, IKeloTransition>(&IID_IKeloTransition)};
-    return table;
-  }
   HRESULT DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) override;
-  HRESULT Uninitialize() override { return S_OK; }
 
  protected:
   ~CDissolve() = default;
 };
 
-class CDissolveAdditive : public CObjectRoot,
-                          public IObjectInfoImpl<CDissolveAdditive>,
-                          public IKeloTransition {
+class CDissolveAdditive : public CSimpleTransition<CDissolveAdditive> {
  public:
-  static const auto& Interfaces() {
-    static constexpr std::array table{
-        Entry<CDissolveAdditive, IObjectInfo>(&IID_IObjectInfo),
-        Entry<CDissolveAdditive, IKeloTransition>(&IID_IKeloTransition)};
-    return table;
-  }
   HRESULT DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) override;
-  HRESULT Uninitialize() override { return S_OK; }
 
  protected:
   ~CDissolveAdditive() = default;

@@ -1,8 +1,7 @@
 // "DissolveAdditiveTransition": first brightens `to` up over `from` (to weight 2p), then fades
 // `from` away (from weight 2(1 - p)), saturating at 255. NaN progress takes the second half.
-#include "effects/Dissolve.h"
-
 #include "effects/BlendFrame.h"
+#include "effects/Dissolve.h"
 
 template <>
 const tagREFString IObjectInfoImpl<CDissolveAdditive>::m_ObjectName =

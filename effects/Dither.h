@@ -55,15 +55,9 @@ class DitherMask {
 std::uint32_t DitherCellCount(double share);
 
 // "DitherTransition": a fresh random pattern every frame, about `progress` of it showing to.
-class CDither : public CObjectRoot, public IObjectInfoImpl<CDither>, public IKeloTransition {
+class CDither : public CSimpleTransition<CDither> {
  public:
-  static const auto& Interfaces() {
-    static constexpr std::array table{Entry<CDither, IObjectInfo>(&IID_IObjectInfo),
-                                      Entry<CDither, IKeloTransition>(&IID_IKeloTransition)};
-    return table;
-  }
   HRESULT DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) override;
-  HRESULT Uninitialize() override { return S_OK; }
 
  protected:
   ~CDither() = default;
@@ -71,16 +65,8 @@ class CDither : public CObjectRoot, public IObjectInfoImpl<CDither>, public IKel
 
 // "DitherCumulativeTransition": keeps its pattern between frames and only adds (or, going
 // back, removes) cells as the progress moves; Uninitialize starts the next run afresh.
-class CDitherCumulative : public CObjectRoot,
-                          public IObjectInfoImpl<CDitherCumulative>,
-                          public IKeloTransition {
+class CDitherCumulative : public CSimpleTransition<CDitherCumulative> {
  public:
-  static const auto& Interfaces() {
-    static constexpr std::array table{
-        Entry<CDitherCumulative, IObjectInfo>(&IID_IObjectInfo),
-        Entry<CDitherCumulative, IKeloTransition>(&IID_IKeloTransition)};
-    return table;
-  }
   HRESULT DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) override;
   HRESULT Uninitialize() override;
 

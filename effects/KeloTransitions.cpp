@@ -15,7 +15,8 @@ template <class T, int id, int value>
 HRESULT CreatePreset(void* /*outer*/, IID* iid, void** out) {
   IUnknown* object = nullptr;
   IID unknown = IID_IUnknown;
-  const HRESULT created = CObject<T>::_CreateInstance(nullptr, &unknown, reinterpret_cast<void**>(&object));
+  const HRESULT created =
+      CObject<T>::_CreateInstance(nullptr, &unknown, reinterpret_cast<void**>(&object));
   if (created < 0) return created;
   IUIPropInterrogate* properties = nullptr;
   object->QueryInterface(IID_IUIPropInterrogate, reinterpret_cast<void**>(&properties));
@@ -61,7 +62,9 @@ bool SameName(tagREFString a, tagREFString b) {
 
 }  // namespace
 
-std::span<const ModuleComponent> ModuleComponents() { return kComponents; }
+std::span<const ModuleComponent> ModuleComponents() {
+  return kComponents;
+}
 
 extern "C" HRESULT CreateFunction(tagREFString name, ComponentFactory* out) {
   for (const ModuleComponent& row : kComponents) {

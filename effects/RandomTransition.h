@@ -7,16 +7,8 @@
 
 #include "frame/Object.h"
 
-class CRandomTransition : public CObjectRoot,
-                          public IObjectInfoImpl<CRandomTransition>,
-                          public IKeloTransition {
+class CRandomTransition : public CSimpleTransition<CRandomTransition> {
  public:
-  static const auto& Interfaces() {
-    static constexpr std::array table{
-        Entry<CRandomTransition, IObjectInfo>(&IID_IObjectInfo),
-        Entry<CRandomTransition, IKeloTransition>(&IID_IKeloTransition)};
-    return table;
-  }
   // Gathers the candidates (every "KeloSlideTransition" component but this one) and makes the
   // first pick. Always S_OK.
   HRESULT FinalConstruct() override;

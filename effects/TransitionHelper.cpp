@@ -1,6 +1,7 @@
 #include "effects/TransitionHelper.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -51,8 +52,7 @@ inline void Pixel3(unsigned char m, const unsigned char* from, const unsigned ch
     out[c] = static_cast<unsigned char>((to[c] & k) | (from[c] & static_cast<unsigned char>(~k)));
 }
 
-}  // namespace
-
+// One row per pair of pixel sizes: n pixels, each from `to` where its mask byte is non-zero.
 void MaskRow8(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
               unsigned char* out, std::size_t n) {
   std::size_t x = 0;
@@ -153,6 +153,8 @@ void MaskRow24To32(const unsigned char* mask, const unsigned char* from, const u
     out[4 * x + 3] = 255;
   }
 }
+
+}  // namespace
 
 HRESULT CTransitionHelper::ApplyMask(ICIF* from, ICIF* to, ICIF* mask, ICIF** out) {
   if (from == nullptr || to == nullptr || mask == nullptr || out == nullptr) return E_INVALIDARG;

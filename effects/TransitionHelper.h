@@ -1,8 +1,6 @@
 // The module's mask compositor, shared by the dither and shutter effects.
 #pragma once
 
-#include <cstddef>
-
 #include "frame/Com.h"
 
 class CTransitionHelper {
@@ -15,15 +13,3 @@ class CTransitionHelper {
   // gives no picture.
   static HRESULT ApplyMask(ICIF* from, ICIF* to, ICIF* mask, ICIF** out);
 };
-
-// One row of ApplyMask for a pair of pixel sizes; n pixels, mask bytes in `mask`.
-void MaskRow8(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
-              unsigned char* out, std::size_t n);
-void MaskRow24(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
-               unsigned char* out, std::size_t n);
-void MaskRow32(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
-               unsigned char* out, std::size_t n);
-void MaskRow32To24(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
-                   unsigned char* out, std::size_t n);
-void MaskRow24To32(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
-                   unsigned char* out, std::size_t n);

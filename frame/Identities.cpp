@@ -14,7 +14,9 @@ const IID IID_IUnknown = kIID_IUnknown;
 #undef KELO_IID_LATE
 }
 
-IID __IIDOfc(const char* name) { return IIDFromName(name); }
+IID __IIDOfc(const char* name) {
+  return IIDFromName(name);
+}
 
 IComponentCollection* gGlobalComponentCollection = nullptr;
 

@@ -15,9 +15,9 @@
 class CObjectRoot : public IUnknown {
  public:
   virtual HRESULT FinalConstruct() { return S_OK; }  // 3
-  virtual void FinalRelease() {}                      // 4
-  virtual void Lock() {}                              // 5
-  virtual void Unlock() {}                            // 6
+  virtual void FinalRelease() {}                     // 4
+  virtual void Lock() {}                             // 5
+  virtual void Unlock() {}                           // 6
 
  protected:
   ~CObjectRoot() = default;
@@ -108,4 +108,20 @@ class IObjectInfoImpl : public IObjectInfo {
 
  protected:
   ~IObjectInfoImpl() = default;
+};
+
+// The shape of the simple effects: no properties, answering only IObjectInfo and
+// IKeloTransition; Uninitialize drops nothing unless the effect says otherwise.
+template <class T>
+class CSimpleTransition : public CObjectRoot, public IObjectInfoImpl<T>, public IKeloTransition {
+ public:
+  static const auto& Interfaces() {
+    static constexpr InterfaceEntry<T> table[] = {Entry<T, IObjectInfo>(&IID_IObjectInfo),
+                                                  Entry<T, IKeloTransition>(&IID_IKeloTransition)};
+    return table;
+  }
+  HRESULT Uninitialize() override { return S_OK; }
+
+ protected:
+  ~CSimpleTransition() = default;
 };

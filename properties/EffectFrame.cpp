@@ -10,7 +10,10 @@ HRESULT MakePropertyPages(INamedCollection** pages, const wchar_t* texts, int op
   if (collection == nullptr) return E_FAIL;
   IString* key = ISCreate(RefLiteral(L""));
   IString* page = ISCreate(RefLiteral(L"UIPropInterrogatePropPage"));
-  IString* extra = texts != nullptr ? ISCreate(tagREFString{static_cast<std::int32_t>(std::wcslen(texts)), texts}) : nullptr;
+  IString* extra =
+      texts != nullptr
+          ? ISCreate(tagREFString{static_cast<std::int32_t>(std::wcslen(texts)), texts})
+          : nullptr;
   collection->Add(key, page, extra, option);
   for (IString* s : {key, page, extra})
     if (s != nullptr) s->Release();

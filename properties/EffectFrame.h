@@ -28,16 +28,22 @@ class CDataPersistImpl : public IDataPersist {
     if (stream == nullptr) return S_OK;
     IUIPropInterrogateEx* properties = static_cast<T*>(this);
     IUnknown* xml = nullptr;
-    if (stream->QueryInterface(IID_IXMLStream, reinterpret_cast<void**>(&xml)) >= 0 && xml != nullptr) {
+    if (stream->QueryInterface(IID_IXMLStream, reinterpret_cast<void**>(&xml)) >= 0 &&
+        xml != nullptr) {
       xml->Release();
-      if (save) properties->UIPropInterrogate_SaveXML(nullptr, stream, option);
-      else properties->UIPropInterrogate_LoadXML(nullptr, stream, option);
+      if (save)
+        properties->UIPropInterrogate_SaveXML(nullptr, stream, option);
+      else
+        properties->UIPropInterrogate_LoadXML(nullptr, stream, option);
       return S_OK;
     }
     IFolderStream* folder = nullptr;
-    if (stream->QueryInterface(IID_IFolderStream, reinterpret_cast<void**>(&folder)) >= 0 && folder != nullptr) {
-      if (save) properties->UIPropInterrogate_SaveFolderStream(nullptr, folder, option);
-      else properties->UIPropInterrogate_LoadFolderStream(folder, option);
+    if (stream->QueryInterface(IID_IFolderStream, reinterpret_cast<void**>(&folder)) >= 0 &&
+        folder != nullptr) {
+      if (save)
+        properties->UIPropInterrogate_SaveFolderStream(nullptr, folder, option);
+      else
+        properties->UIPropInterrogate_LoadFolderStream(folder, option);
       folder->Release();
     }
     return S_OK;
@@ -63,7 +69,8 @@ class CPropertyPagesImpl : public IUIPropertyPageSpecify {
 // Replicate of the common shape: a new T (as the factory makes it) handed out as its
 // IKeloTransition, with each (property id, value) set on it through its IUIPropInterrogate.
 template <class T>
-HRESULT ReplicateWithProperties(IUnknown** copy, std::initializer_list<std::pair<int, int>> settings) {
+HRESULT ReplicateWithProperties(IUnknown** copy,
+                                std::initializer_list<std::pair<int, int>> settings) {
   IID iid = IID_IKeloTransition;
   const HRESULT hr = CObject<T>::_CreateInstance(nullptr, &iid, reinterpret_cast<void**>(copy));
   if (hr < 0) return hr;
@@ -77,4 +84,6 @@ HRESULT ReplicateWithProperties(IUnknown** copy, std::initializer_list<std::pair
 }
 
 // One setting drawn from gRandom: an integer among `count` values from `base`.
-inline int RandomSetting(int count, int base = 0) { return RandomChoice(gRandom.Random(), count, base); }
+inline int RandomSetting(int count, int base = 0) {
+  return RandomChoice(gRandom.Random(), count, base);
+}

@@ -1,28 +1,12 @@
 #include "properties/PropInterrogate.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "frame/Loader.h"
 #include "support/Convert.h"
 #include "support/REFString.h"
 
 namespace properties {
-
-namespace {
-
-std::int32_t FloatBits(float value) {
-  std::int32_t bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
-float BitsFloat(std::int32_t bits) {
-  float value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}
-
-}  // namespace
 
 HRESULT Inquire(const UIPropertyTable& table, int id, int* value) {
   if (id == UIPROP_ALL) {
@@ -33,12 +17,23 @@ HRESULT Inquire(const UIPropertyTable& table, int id, int* value) {
   if (entry == nullptr) return E_INVALIDARG;
   if (value != nullptr && entry->value != nullptr) {
     switch (entry->Kind()) {
-      case kPropUInt8: *value = *static_cast<std::uint8_t*>(entry->value); break;
-      case kPropInt16: *value = *static_cast<std::int16_t*>(entry->value); break;
-      case kPropInt32: *value = *static_cast<std::int32_t*>(entry->value); break;
-      case kPropFloat: *value = FloatBits(*static_cast<float*>(entry->value)); break;
-      case kPropConstantZero: *value = 0; break;
-      default: return E_FAIL;  // kinds without a 32-bit reading (double, strings, objects)
+      case kPropUInt8:
+        *value = *static_cast<std::uint8_t*>(entry->value);
+        break;
+      case kPropInt16:
+        *value = *static_cast<std::int16_t*>(entry->value);
+        break;
+      case kPropInt32:
+        *value = *static_cast<std::int32_t*>(entry->value);
+        break;
+      case kPropFloat:
+        *value = FloatBits(*static_cast<float*>(entry->value));
+        break;
+      case kPropConstantZero:
+        *value = 0;
+        break;
+      default:
+        return E_FAIL;  // kinds without a 32-bit reading (double, strings, objects)
     }
   }
   // The flags word is the success result, so callers test for "not negative".
@@ -50,13 +45,24 @@ HRESULT Control(const UIPropertyTable& table, int id, int value) {
   if (entry == nullptr || entry->value == nullptr) return E_INVALIDARG;
   // Nothing is checked against the range or the choices, and nothing is clamped.
   switch (entry->Kind()) {
-    case kPropUInt8: *static_cast<std::uint8_t*>(entry->value) = static_cast<std::uint8_t>(value); break;
-    case kPropInt16: *static_cast<std::int16_t*>(entry->value) = static_cast<std::int16_t>(value); break;
-    case kPropInt32: *static_cast<std::int32_t*>(entry->value) = value; break;
-    case kPropFloat: *static_cast<float*>(entry->value) = BitsFloat(value); break;
+    case kPropUInt8:
+      *static_cast<std::uint8_t*>(entry->value) = static_cast<std::uint8_t>(value);
+      break;
+    case kPropInt16:
+      *static_cast<std::int16_t*>(entry->value) = static_cast<std::int16_t>(value);
+      break;
+    case kPropInt32:
+      *static_cast<std::int32_t*>(entry->value) = value;
+      break;
+    case kPropFloat:
+      *static_cast<float*>(entry->value) = BitsFloat(value);
+      break;
     // A double takes the argument as the bit pattern of a float.
-    case kPropDouble: *static_cast<double*>(entry->value) = BitsFloat(value); break;
-    default: break;  // kinds 0 and 6..9 store nothing and succeed
+    case kPropDouble:
+      *static_cast<double*>(entry->value) = BitsFloat(value);
+      break;
+    default:
+      break;  // kinds 0 and 6..9 store nothing and succeed
   }
   return S_OK;
 }
@@ -118,7 +124,8 @@ HRESULT InquireEx(const UIPropertyTable& table, int id, IUnknown** value) {
       *value = variant;
       return flags;
     }
-    default: return E_FAIL;
+    default:
+      return E_FAIL;
   }
 }
 
@@ -147,13 +154,15 @@ HRESULT ControlEx(const UIPropertyTable& table, int id, IUnknown* value, CObject
     case kPropDouble: {
       IVariant* variant = nullptr;
       if (value == nullptr ||
-          value->QueryInterface(IID_IVariant, reinterpret_cast<void**>(&variant)) < 0 || variant == nullptr)
+          value->QueryInterface(IID_IVariant, reinterpret_cast<void**>(&variant)) < 0 ||
+          variant == nullptr)
         return E_FAIL;
       variant->GetDouble(static_cast<double*>(entry->value));
       variant->Release();
       return S_OK;
     }
-    default: return E_FAIL;
+    default:
+      return E_FAIL;
   }
 }
 
@@ -162,10 +171,12 @@ HRESULT PropE(UIPropertyTable& table, IUnknown* object, int id, void* value, int
   // The table's name: the text source itself when it is a string, else the component name of
   // the text source (or of this object) through an attached "ComponentString".
   IString* tableName = nullptr;
-  if (textSource != nullptr) textSource->QueryInterface(IID_IString, reinterpret_cast<void**>(&tableName));
+  if (textSource != nullptr)
+    textSource->QueryInterface(IID_IString, reinterpret_cast<void**>(&tableName));
   if (tableName == nullptr) {
     IID iid = IID_IComponentString;
-    if (auto* component = static_cast<IComponentString*>(CreateObject(RefLiteral(L"ComponentString"), &iid))) {
+    if (auto* component =
+            static_cast<IComponentString*>(CreateObject(RefLiteral(L"ComponentString"), &iid))) {
       component->Attach(textSource != nullptr ? textSource : object);
       component->GetText(kComponentName, &tableName);
       component->Release();

@@ -33,8 +33,12 @@ HRESULT LoadXML(IUIPropInterrogateEx* self, IUnknown* object, const UIPropertyTa
 template <class T, class Interface, int Growth>
 class IUIPropInterrogateImpl : public Interface {
  public:
-  HRESULT Inquire(int id, int* value) override { return properties::Inquire(m_properties, id, value); }
-  HRESULT Control(int id, int value) override { return properties::Control(m_properties, id, value); }
+  HRESULT Inquire(int id, int* value) override {
+    return properties::Inquire(m_properties, id, value);
+  }
+  HRESULT Control(int id, int value) override {
+    return properties::Control(m_properties, id, value);
+  }
   HRESULT ParameterRange(int id, int* minimum, int* maximum) override {
     return properties::ParameterRange(m_properties, id, minimum, maximum);
   }
@@ -65,8 +69,10 @@ class IUIPropInterrogateImpl : public Interface {
 
   // Adds an entry whose text (and list of choices, split at '|') is entry `textId` of the host
   // string table named by `textSource` (or by this object's component name when it is null).
-  HRESULT PropE(int id, void* value, int flags, IUnknown* textSource, int textId, int* choicesOption) {
-    return properties::PropE(m_properties, Object(), id, value, flags, textSource, textId, choicesOption);
+  HRESULT PropE(int id, void* value, int flags, IUnknown* textSource, int textId,
+                int* choicesOption) {
+    return properties::PropE(m_properties, Object(), id, value, flags, textSource, textId,
+                             choicesOption);
   }
   // Adds an entry with a numeric range and no text.
   UIPropertyEntry* AddProperty(int id, void* value, unsigned flags, int minimum, int maximum) {

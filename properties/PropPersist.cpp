@@ -15,18 +15,6 @@ namespace properties {
 
 namespace {
 
-std::int32_t FloatBits(float value) {
-  std::int32_t bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
-
-float BitsFloat(std::int32_t bits) {
-  float value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}
-
 template <class I>
 I* Query(IUnknown* object, const IID& iid) {
   I* result = nullptr;
@@ -42,7 +30,8 @@ class PropertyNamer {
     IString* tableName = Query<IString>(names, IID_IString);
     if (tableName == nullptr) {
       IID iid = IID_IComponentString;
-      if (auto* component = static_cast<IComponentString*>(CreateObject(RefLiteral(L"ComponentString"), &iid))) {
+      if (auto* component =
+              static_cast<IComponentString*>(CreateObject(RefLiteral(L"ComponentString"), &iid))) {
         component->Attach(object);
         component->GetText(kComponentName, &tableName);
         component->Release();
@@ -70,7 +59,8 @@ class PropertyNamer {
       IString* keyString = ISCreate(RefView(key));
       int index = 0;
       IString* text = nullptr;
-      if (keyString != nullptr && table_->Find(keyString, &index) >= 0) table_->GetText(index, &text);
+      if (keyString != nullptr && table_->Find(keyString, &index) >= 0)
+        table_->GetText(index, &text);
       if (keyString != nullptr) keyString->Release();
       if (text != nullptr) {
         const CREFString view(text);
@@ -92,7 +82,9 @@ class PropertyNamer {
 // Flags of a colour property: an integer with the colour sub-kind, nothing else.
 constexpr unsigned kColourFlags = 0x23;
 
-bool SkippedByStreams(const UIPropertyEntry& entry) { return (entry.flags & kPropNotSavedXML) != 0; }
+bool SkippedByStreams(const UIPropertyEntry& entry) {
+  return (entry.flags & kPropNotSavedXML) != 0;
+}
 
 // A file-name property is stored relative to the install path.
 IString* RelativeToInstallPath(IString* path) {
@@ -116,8 +108,12 @@ IString* TextOfColour(int value) {
 }
 
 std::wstring ElementName(const wchar_t* begin, const wchar_t* end) {
-  auto dropLeading = [](wchar_t c) { return std::iswspace(c) || std::iswcntrl(c) || c == 0xEF || c == 0xFE; };
-  auto dropTrailing = [](wchar_t c) { return c == L' ' || std::iswcntrl(c) || c == 0x7F || c == 0xFF; };
+  auto dropLeading = [](wchar_t c) {
+    return std::iswspace(c) || std::iswcntrl(c) || c == 0xEF || c == 0xFE;
+  };
+  auto dropTrailing = [](wchar_t c) {
+    return c == L' ' || std::iswcntrl(c) || c == 0x7F || c == 0xFF;
+  };
   while (begin < end && dropLeading(*begin)) ++begin;
   while (end > begin && dropTrailing(end[-1])) --end;
   return std::wstring(begin, end);
@@ -186,7 +182,8 @@ HRESULT LoadXML(IUIPropInterrogateEx* self, IUnknown* object, const UIPropertyTa
   while (rest.length > 0) {
     // The next opening tag: a '<' not followed by '/'.
     int open = 0;
-    while (open < rest.length && !(rest.text[open] == L'<' && (open + 1 >= rest.length || rest.text[open + 1] != L'/')))
+    while (open < rest.length &&
+           !(rest.text[open] == L'<' && (open + 1 >= rest.length || rest.text[open + 1] != L'/')))
       ++open;
     if (open >= rest.length) break;
     int close = open + 1;
@@ -201,7 +198,8 @@ HRESULT LoadXML(IUIPropInterrogateEx* self, IUnknown* object, const UIPropertyTa
 
     for (int i = 0; i < table.Count(); ++i) {
       const UIPropertyEntry& entry = *table.At(i);
-      if (SkippedByStreams(entry) || !SameNameIgnoringCase(namer.Name(entry.id, true), element)) continue;
+      if (SkippedByStreams(entry) || !SameNameIgnoringCase(namer.Name(entry.id, true), element))
+        continue;
       const int kind = entry.Kind();
       if (kind <= kPropInt32) {
         const bool colour = entry.flags == kColourFlags;
@@ -297,7 +295,8 @@ HRESULT SaveFolderStream(IUIPropInterrogateEx* self, IUnknown* object, const UIP
   return S_OK;
 }
 
-HRESULT LoadFolderStream(IUIPropInterrogateEx* self, const UIPropertyTable& table, IFolderStream* folder) {
+HRESULT LoadFolderStream(IUIPropInterrogateEx* self, const UIPropertyTable& table,
+                         IFolderStream* folder) {
   if (folder == nullptr) return S_OK;
   for (int index = 0;; ++index) {
     IFolderStream* sub = nullptr;
@@ -310,9 +309,11 @@ HRESULT LoadFolderStream(IUIPropInterrogateEx* self, const UIPropertyTable& tabl
     std::uint32_t flags = 0;
     // Sub-folders are matched by their stored id, not their name.
     const UIPropertyEntry* entry = nullptr;
-    if (sub->ReadBinary(RefLiteral(L"ID"), &id, 4, 0) >= 0 && sub->ReadBinary(RefLiteral(L"Flags"), &flags, 4, 0) >= 0)
+    if (sub->ReadBinary(RefLiteral(L"ID"), &id, 4, 0) >= 0 &&
+        sub->ReadBinary(RefLiteral(L"Flags"), &flags, 4, 0) >= 0)
       entry = table.Find(id);
-    if (entry != nullptr && (flags & kPropKindMask) == (entry->flags & kPropKindMask) && !SkippedByStreams(*entry)) {
+    if (entry != nullptr && (flags & kPropKindMask) == (entry->flags & kPropKindMask) &&
+        !SkippedByStreams(*entry)) {
       switch (entry->Kind()) {
         case kPropDouble: {
           double value = 0;  // the 8-byte reads are not checked
@@ -337,8 +338,8 @@ HRESULT LoadFolderStream(IUIPropInterrogateEx* self, const UIPropertyTable& tabl
             if (FILENAMEUnmap(text, &restored) == 0 && restored != nullptr) {
               text->Release();
               text = restored;
-            } else if ((flags & kPropFileName) != 0 && FILENAMECreateAbsolute(text, &restored, 0) == 0 &&
-                       restored != nullptr) {
+            } else if ((flags & kPropFileName) != 0 &&
+                       FILENAMECreateAbsolute(text, &restored, 0) == 0 && restored != nullptr) {
               text->Release();
               text = restored;
             }

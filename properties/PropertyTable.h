@@ -2,8 +2,21 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "frame/Com.h"
+
+// A float's 32-bit pattern and back: how float and double values travel through Inquire/Control.
+inline std::int32_t FloatBits(float value) {
+  std::int32_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+inline float BitsFloat(std::int32_t bits) {
+  float value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
+}
 
 // Constraint kinds of an entry.
 enum PropertyConstraint : std::int16_t {
@@ -16,8 +29,8 @@ struct UIPropertyEntry {
   std::uint32_t flags = 0;
   void* value = nullptr;  // the effect's member; not owned
   std::int16_t constraintKind = kConstraintRange;
-  std::int32_t minimum = 0;    // range
-  std::int32_t maximum = 0;    // range
+  std::int32_t minimum = 0;     // range
+  std::int32_t maximum = 0;     // range
   IUnknown* choices = nullptr;  // list of choices, one reference owned by the entry
 
   int Kind() const { return static_cast<int>(flags & kPropKindMask); }

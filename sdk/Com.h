@@ -14,8 +14,12 @@ constexpr HRESULT E_FAIL = static_cast<HRESULT>(0x80004005u);
 constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057u);
 
 // Success is "not negative": some operations return a flags word on success.
-constexpr bool Succeeded(HRESULT hr) { return hr >= 0; }
-constexpr bool Failed(HRESULT hr) { return hr < 0; }
+constexpr bool Succeeded(HRESULT hr) {
+  return hr >= 0;
+}
+constexpr bool Failed(HRESULT hr) {
+  return hr < 0;
+}
 
 // A 16-byte interface identity, compared as four 32-bit words.
 struct IID {
@@ -31,9 +35,12 @@ constexpr IID IIDFromName(const char* name) {
   for (int i = 0; i < 25 && name[i] != '\0'; ++i) {
     const auto c = static_cast<unsigned char>(name[i]);
     std::uint32_t code = 27;
-    if (c >= 'A' && c <= 'Z') code = c - 64u;
-    else if (c >= 'a' && c <= 'z') code = c - 96u;
-    else if (c >= '0' && c <= '4') code = c - 20u;
+    if (c >= 'A' && c <= 'Z')
+      code = c - 64u;
+    else if (c >= 'a' && c <= 'z')
+      code = c - 96u;
+    else if (c >= '0' && c <= '4')
+      code = c - 20u;
     const int bit = 5 * i;
     id.words[bit / 32] |= code << (bit % 32);
     if (bit % 32 > 26 && bit / 32 < 3) id.words[bit / 32 + 1] |= code >> (32 - bit % 32);
@@ -62,8 +69,8 @@ constexpr tagREFString RefLiteral(const wchar_t (&text)[N]) {
 struct IUnknown {
   static constexpr IID kIID = kIID_IUnknown;
   virtual HRESULT QueryInterface(const IID& iid, void** out) = 0;  // 0
-  virtual std::uint32_t AddRef() = 0;                               // 1: count after the add
-  virtual std::uint32_t Release() = 0;                              // 2: 0 when the object is gone
+  virtual std::uint32_t AddRef() = 0;                              // 1: count after the add
+  virtual std::uint32_t Release() = 0;                             // 2: 0 when the object is gone
 
  protected:
   ~IUnknown() = default;

@@ -7,9 +7,9 @@
 // projective matrix m (row-major 3x3): (x', y', w') = m * (x, y, 1), destination = (x'/w', y'/w').
 struct ITransform : IUnknown {
   static constexpr IID kIID = IIDFromName("ITransform");
-  virtual HRESULT GetMatrix(double* m9) = 0;                                      // 3
-  virtual HRESULT Map(double x, double y, double* outX, double* outY) = 0;        // 4
-  virtual HRESULT Reserved5() = 0;                                                // 5
+  virtual HRESULT GetMatrix(double* m9) = 0;                                // 3
+  virtual HRESULT Map(double x, double y, double* outX, double* outY) = 0;  // 4
+  virtual HRESULT Reserved5() = 0;                                          // 5
 
  protected:
   ~ITransform() = default;
@@ -31,11 +31,11 @@ struct ILinearTransform : ITransform {
 
 struct IPointsCollection : IUnknown {
   static constexpr IID kIID = IIDFromName("IPointsCollection");
-  virtual HRESULT GetCount(int* count) = 0;                                        // 3
-  virtual HRESULT GetPoint(int index, double* x, double* y, double* z) = 0;        // 4
-  virtual HRESULT RemoveAll() = 0;                                                 // 5
-  virtual HRESULT Reserved6() = 0;                                                 // 6
-  virtual HRESULT Add(double x, double y, double z) = 0;                           // 7
+  virtual HRESULT GetCount(int* count) = 0;                                  // 3
+  virtual HRESULT GetPoint(int index, double* x, double* y, double* z) = 0;  // 4
+  virtual HRESULT RemoveAll() = 0;                                           // 5
+  virtual HRESULT Reserved6() = 0;                                           // 6
+  virtual HRESULT Add(double x, double y, double z) = 0;                     // 7
 
  protected:
   ~IPointsCollection() = default;

@@ -20,7 +20,7 @@ static_assert(kFormatMono == 0x4F4E4F4D);
 struct ICIF : IUnknown {
   static constexpr IID kIID = IIDFromName("ICIF");
   virtual HRESULT GetSize(unsigned* width, unsigned* height, unsigned* planes) = 0;  // 3
-  virtual HRESULT GetFormat(int* bitsPerPixel, int* formatCode, int* formatC) = 0;  // 4
+  virtual HRESULT GetFormat(int* bitsPerPixel, int* formatCode, int* formatC) = 0;   // 4
   // planeInfo receives the number of meaningful bytes per row of the plane.
   virtual HRESULT GetPlaneLines(unsigned plane, int* planeInfo, unsigned char** first,
                                 int* stride) = 0;  // 5
@@ -43,10 +43,10 @@ struct ICIFImage : ICIF {
   using Base = ICIF;
   static constexpr IID kIID = IIDFromName("ICIFImage");
   virtual HRESULT Create(unsigned width, unsigned height, unsigned planes, int bitsPerPixel,
-                         int format) = 0;                   // 6
-  virtual HRESULT Reserved7() = 0;                          // 7
-  virtual HRESULT Reserved8() = 0;                          // 8
-  virtual HRESULT Fill(unsigned char value) = 0;            // 9: every byte of every row
+                         int format) = 0;         // 6
+  virtual HRESULT Reserved7() = 0;                // 7
+  virtual HRESULT Reserved8() = 0;                // 8
+  virtual HRESULT Fill(unsigned char value) = 0;  // 9: every byte of every row
 
  protected:
   ~ICIFImage() = default;
@@ -56,8 +56,8 @@ struct ICIFImageDIB : ICIF {
   using Base = ICIF;
   static constexpr IID kIID = IIDFromName("ICIFImageDIB");
   virtual HRESULT Create(unsigned width, unsigned height, unsigned planes, int bitsPerPixel,
-                         int format) = 0;                   // 6
-  virtual HRESULT Reserved7() = 0;                          // 7
+                         int format) = 0;  // 6
+  virtual HRESULT Reserved7() = 0;         // 7
   // Becomes a copy of the source: same size, format and pixels.
   virtual HRESULT CopyFrom(ICIF* source, int reserved) = 0;  // 8
 
@@ -86,15 +86,15 @@ struct ICIFTransform : IUnknown {
   // interpolation when growing, an exact copy at the same size).
   virtual HRESULT Resize(ICIF* source, ICIF** out, unsigned width, unsigned height, int reserved1,
                          int reserved2) = 0;  // 7
-  virtual HRESULT Reserved8() = 0;   // 8
-  virtual HRESULT Reserved9() = 0;   // 9
-  virtual HRESULT Reserved10() = 0;  // 10
-  virtual HRESULT Reserved11() = 0;  // 11
-  virtual HRESULT Reserved12() = 0;  // 12
+  virtual HRESULT Reserved8() = 0;            // 8
+  virtual HRESULT Reserved9() = 0;            // 9
+  virtual HRESULT Reserved10() = 0;           // 10
+  virtual HRESULT Reserved11() = 0;           // 11
+  virtual HRESULT Reserved12() = 0;           // 12
   // Draws destination pixels from source through the inverse of transform, after scaling
   // by (sx, sy) and offsetting by (ox, oy); pixels outside the warped picture stay as they were.
-  virtual HRESULT Warp(ITransform* transform, ICIF* source, ICIF* destination, double ox,
-                       double oy, double sx, double sy) = 0;  // 13
+  virtual HRESULT Warp(ITransform* transform, ICIF* source, ICIF* destination, double ox, double oy,
+                       double sx, double sy) = 0;  // 13
   // Closing call on a finished picture.
   virtual HRESULT Finish(ICIF* picture) = 0;  // 14
 
@@ -104,14 +104,14 @@ struct ICIFTransform : IUnknown {
 
 struct ICIFMaths : IUnknown {
   static constexpr IID kIID = IIDFromName("ICIFMaths");
-  virtual HRESULT Clear(ICIF* picture, ICIF* mask, int reserved) = 0;                      // 3
+  virtual HRESULT Clear(ICIF* picture, ICIF* mask, int reserved) = 0;  // 3
   // Draws source with its top-left corner at (x, y), clipped at the destination's border.
   // With the destination itself as mask, only where nothing was drawn since its Clear.
   virtual HRESULT Paste(ICIF* destination, ICIF* source, ICIF* mask, int x, int y) = 0;  // 4
-  virtual HRESULT Reserved5() = 0;                                                        // 5
-  virtual HRESULT Reserved6() = 0;                                                        // 6
-  virtual HRESULT Reserved7() = 0;                                                        // 7
-  virtual HRESULT Copy(ICIF** out, ICIF* source, int reserved1, int reserved2) = 0;       // 8
+  virtual HRESULT Reserved5() = 0;                                                       // 5
+  virtual HRESULT Reserved6() = 0;                                                       // 6
+  virtual HRESULT Reserved7() = 0;                                                       // 7
+  virtual HRESULT Copy(ICIF** out, ICIF* source, int reserved1, int reserved2) = 0;      // 8
 
  protected:
   ~ICIFMaths() = default;

@@ -10,12 +10,13 @@ struct IDataStream;
 constexpr int UIPROP_ALL = 0x2000000;
 
 // Flags word of a property.
-inline constexpr unsigned kPropKindMask = 0x0F;     // value kind, see PropertyKind
+inline constexpr unsigned kPropKindMask = 0x0F;  // value kind, see PropertyKind
 inline constexpr unsigned kPropSubKindMask = 0xF0;
 inline constexpr unsigned kPropBoolean = 0x10;
-inline constexpr unsigned kPropColour = 0x20;       // with kind 3: flags exactly 0x23
-inline constexpr unsigned kPropChoice = 0x40;       // an integer chosen from a list
-inline constexpr unsigned kPropFileName = 0x100;    // a file name, stored relative to the install path
+inline constexpr unsigned kPropColour = 0x20;  // with kind 3: flags exactly 0x23
+inline constexpr unsigned kPropChoice = 0x40;  // an integer chosen from a list
+inline constexpr unsigned kPropFileName =
+    0x100;  // a file name, stored relative to the install path
 inline constexpr unsigned kPropNotSavedXML = 0x04000000;  // not written or restored by the streams
 
 enum PropertyKind : int {
@@ -34,10 +35,10 @@ enum PropertyKind : int {
 struct IUIPropInterrogate : IUnknown {
   static constexpr IID kIID = IIDFromName("IUIPropInterrogate");
   // On success returns the property's flags word (not 0), so test with Succeeded().
-  virtual HRESULT Inquire(int id, int* value) = 0;                                   // 3
-  virtual HRESULT Control(int id, int value) = 0;                                    // 4
-  virtual HRESULT ParameterRange(int id, int* minimum, int* maximum) = 0;            // 5
-  virtual HRESULT ParameterEnumeration(int id, IUnknown** choices) = 0;              // 6
+  virtual HRESULT Inquire(int id, int* value) = 0;                         // 3
+  virtual HRESULT Control(int id, int value) = 0;                          // 4
+  virtual HRESULT ParameterRange(int id, int* minimum, int* maximum) = 0;  // 5
+  virtual HRESULT ParameterEnumeration(int id, IUnknown** choices) = 0;    // 6
 
  protected:
   ~IUIPropInterrogate() = default;
@@ -46,15 +47,15 @@ struct IUIPropInterrogate : IUnknown {
 struct IUIPropInterrogateEx : IUIPropInterrogate {
   using Base = IUIPropInterrogate;
   static constexpr IID kIID = IIDFromName("IUIPropInterrogateEx");
-  virtual HRESULT InquireEx(int id, IUnknown** value) = 0;                           // 7
-  virtual HRESULT ControlEx(int id, IUnknown* value) = 0;                            // 8
+  virtual HRESULT InquireEx(int id, IUnknown** value) = 0;  // 7
+  virtual HRESULT ControlEx(int id, IUnknown* value) = 0;   // 8
   virtual HRESULT UIPropInterrogate_SaveFolderStream(INamedCollection* names, IFolderStream* folder,
-                                                     int option) = 0;                // 9
+                                                     int option) = 0;                         // 9
   virtual HRESULT UIPropInterrogate_LoadFolderStream(IFolderStream* folder, int option) = 0;  // 10
   virtual HRESULT UIPropInterrogate_SaveXML(INamedCollection* names, IDataStream* stream,
-                                            int option) = 0;                         // 11
+                                            int option) = 0;  // 11
   virtual HRESULT UIPropInterrogate_LoadXML(INamedCollection* names, IDataStream* stream,
-                                            int option) = 0;                         // 12
+                                            int option) = 0;  // 12
 
  protected:
   ~IUIPropInterrogateEx() = default;

@@ -5,15 +5,16 @@
 #include <vector>
 
 #include "frame/Loader.h"
+#include "sdk/ComPtr.h"
 #include "support/Convert.h"
 #include "support/REFString.h"
-#include "sdk/ComPtr.h"
 
 namespace {
 
 std::wstring Text(IString* string) {
   const CREFString view(string);
-  return view.length > 0 ? std::wstring(view.text, static_cast<std::size_t>(view.length)) : std::wstring();
+  return view.length > 0 ? std::wstring(view.text, static_cast<std::size_t>(view.length))
+                         : std::wstring();
 }
 
 HRESULT Give(const std::wstring& text, IString** out) {
@@ -21,7 +22,9 @@ HRESULT Give(const std::wstring& text, IString** out) {
   return *out != nullptr ? S_OK : E_FAIL;
 }
 
-bool IsSeparator(wchar_t c) { return c == L'/' || c == L'\\'; }
+bool IsSeparator(wchar_t c) {
+  return c == L'/' || c == L'\\';
+}
 
 bool SameIgnoringCase(wchar_t a, wchar_t b) {
   if (IsSeparator(a) && IsSeparator(b)) return true;
@@ -52,7 +55,8 @@ bool RegistryValue(tagREFString section, tagREFString key, std::wstring* value) 
 }
 
 bool InstallPath(std::wstring* path) {
-  return RegistryValue(RefLiteral(L"Workspace"), RefLiteral(L"InstallPath"), path) && !path->empty();
+  return RegistryValue(RefLiteral(L"Workspace"), RefLiteral(L"InstallPath"), path) &&
+         !path->empty();
 }
 
 // `folder` without trailing separators, so that a mapped rest keeps its leading one.
@@ -63,7 +67,8 @@ std::wstring WithoutTrailingSeparator(std::wstring folder) {
 
 // Whether `file` lies in `folder` (or is it).
 bool IsUnder(const std::wstring& file, const std::wstring& folder) {
-  return StartsWithIgnoringCase(file, folder) && (file.size() == folder.size() || IsSeparator(file[folder.size()]));
+  return StartsWithIgnoringCase(file, folder) &&
+         (file.size() == folder.size() || IsSeparator(file[folder.size()]));
 }
 
 std::wstring AsFolder(std::wstring path) {
@@ -78,16 +83,20 @@ std::wstring Normalised(const std::wstring& path) {
   std::wstring part;
   auto flush = [&] {
     if (part == L"..") {
-      if (!parts.empty() && parts.back() != L"..") parts.pop_back();
-      else if (!absolute) parts.push_back(part);
+      if (!parts.empty() && parts.back() != L"..")
+        parts.pop_back();
+      else if (!absolute)
+        parts.push_back(part);
     } else if (!part.empty() && part != L".") {
       parts.push_back(part);
     }
     part.clear();
   };
   for (wchar_t c : path) {
-    if (IsSeparator(c)) flush();
-    else part += c;
+    if (IsSeparator(c))
+      flush();
+    else
+      part += c;
   }
   flush();
   std::wstring result = absolute ? L"/" : L"";
@@ -109,7 +118,8 @@ HRESULT FILENAMECreateRelative(IString* base, IString* path, IString** out) {
   const std::wstring file = Text(path);
   // The common prefix, up to and including its last separator.
   std::size_t common = 0;
-  for (std::size_t i = 0; i < folder.size() && i < file.size() && SameIgnoringCase(folder[i], file[i]); ++i)
+  for (std::size_t i = 0;
+       i < folder.size() && i < file.size() && SameIgnoringCase(folder[i], file[i]); ++i)
     if (IsSeparator(folder[i])) common = i + 1;
   if (common == 0) return Give(file, out);
   std::wstring relative;
@@ -144,9 +154,11 @@ HRESULT FILENAMEMap(IString* path, IString** out, short /*reserved*/) {
   for (int i = 0; i < count && result != S_OK; ++i) {
     IString* name = nullptr;
     IString* target = nullptr;
-    if (registry->GetKey(RefLiteral(L"Mappings"), i, &name, &target) >= 0 && name != nullptr && target != nullptr) {
+    if (registry->GetKey(RefLiteral(L"Mappings"), i, &name, &target) >= 0 && name != nullptr &&
+        target != nullptr) {
       const std::wstring folder = WithoutTrailingSeparator(Text(target));
-      if (IsUnder(file, folder)) result = Give(L"[" + Text(name) + L"]" + file.substr(folder.size()), out);
+      if (IsUnder(file, folder))
+        result = Give(L"[" + Text(name) + L"]" + file.substr(folder.size()), out);
     }
     if (name != nullptr) name->Release();
     if (target != nullptr) target->Release();

@@ -96,16 +96,9 @@ HRESULT Picture::Fill(unsigned char value) {
 
 HRESULT Picture::CopyFrom(ICIF* source, int /*reserved*/) {
   if (source == nullptr) return E_INVALIDARG;
-  int ox = 0, oy = 0;
-  if (OwnerOf(source, &ox, &oy) == this && ox == 0 && oy == 0) {
-    // Ourselves, or a view of all of us: only the size may differ.
-    Surface s;
-    if (HRESULT hr = ReadSurface(source, &s); Failed(hr)) return hr;
-    if (s.width == surface_.width && s.height == surface_.height) return S_OK;
-  }
   Surface from;
   if (HRESULT hr = ReadSurface(source, &from); Failed(hr)) return hr;
-  // Copy into a fresh buffer when the source's rows live in ours (a view of this picture).
+  // Copy into a fresh buffer when the source's rows live in ours (itself, or a view of it).
   const bool aliased = Overlaps(from, surface_);
   if (aliased) {
     Picture* copy = New();

@@ -42,8 +42,8 @@ bool Upright(const Surface& s, PoolBuffer* keep, Surface* out) {
 // OpenCV's remapping addresses source pixels with 16-bit coordinates.
 constexpr unsigned kMaxRemapSide = 32000;
 
-}  // namespace
-
+// Resamples `from` into `to` (same depth; rows ascending): area filter when shrinking, bilinear
+// when growing, an exact copy at the same size; an empty `from` gives black.
 HRESULT ResizeSurface(const Surface& from, const Surface& to) {
   if (to.Empty()) return S_OK;
   if (from.Empty()) {
@@ -86,6 +86,8 @@ HRESULT ResizeSurface(const Surface& from, const Surface& to) {
   }
   return S_OK;
 }
+
+}  // namespace
 
 HRESULT PictureTransform::Resize(ICIF* source, ICIF** out, unsigned width, unsigned height,
                                  int /*reserved1*/, int /*reserved2*/) {

@@ -33,8 +33,4 @@ class PictureTransform final : public HostObject<PictureTransform, ICIFTransform
   HRESULT Finish(ICIF* picture) override;
 };
 
-// Resamples `from` into `to` (same depth): area filter when shrinking, bilinear when growing,
-// an exact copy at the same size; an empty `from` gives black. E_FAIL when out of memory.
-HRESULT ResizeSurface(const Surface& from, const Surface& to);
-
 }  // namespace host::imaging

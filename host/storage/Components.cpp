@@ -40,7 +40,9 @@ std::atomic<IComponentCollection*> gCollection{nullptr};
 
 }  // namespace
 
-std::span<const HostComponent> Components() { return kComponents; }
+std::span<const HostComponent> Components() {
+  return kComponents;
+}
 
 IComponentCollection* ComponentCollection() {
   if (IComponentCollection* collection = gCollection.load(std::memory_order_acquire))

@@ -162,9 +162,9 @@ HRESULT FolderStream::ReadObject(tagREFString name, IUnknown** value) {
     IComponentCollection* collection = ComponentCollection();
     if (collection == nullptr) return E_FAIL;
     ComPtr<IUnknown> object;
-    const HRESULT made = collection->CreateByName(
-        {static_cast<std::int32_t>(item->text.size()), item->text.data()}, &kIID_IUnknown,
-        object.PutVoid());
+    const HRESULT made =
+        collection->CreateByName({static_cast<std::int32_t>(item->text.size()), item->text.data()},
+                                 &kIID_IUnknown, object.PutVoid());
     if (Failed(made) || !object) return E_FAIL;
     ComPtr<IDataPersist> persist;
     if (Succeeded(object->QueryInterface(IDataPersist::kIID, persist.PutVoid())) && persist) {

@@ -32,7 +32,9 @@ void PutFolder(const FolderNode& folder, std::string* out) {
         PutU32(static_cast<std::uint32_t>(value.bytes.size()), out);
         *out += value.bytes;
         break;
-      case FolderValue::kString: PutText(value.text, out); break;
+      case FolderValue::kString:
+        PutText(value.text, out);
+        break;
       case FolderValue::kObject:
         PutText(value.text, out);
         PutFolder(value.data ? *value.data : FolderNode{}, out);
@@ -66,7 +68,8 @@ class Reader {
     std::string_view b;
     if (!Bytes(4, &b)) return false;
     *value = 0;
-    for (int i = 3; i >= 0; --i) *value = (*value << 8) | static_cast<std::uint8_t>(b[static_cast<std::size_t>(i)]);
+    for (int i = 3; i >= 0; --i)
+      *value = (*value << 8) | static_cast<std::uint8_t>(b[static_cast<std::size_t>(i)]);
     return true;
   }
   bool Text(std::wstring* text) {
@@ -107,7 +110,8 @@ bool ReadFolder(Reader& in, int depth, FolderNode* folder) {
         value.data = std::make_shared<FolderNode>();
         if (!in.Text(&value.text) || !ReadFolder(in, depth + 1, value.data.get())) return false;
         break;
-      default: return false;
+      default:
+        return false;
     }
     value.type = static_cast<FolderValue::Type>(type);
     folder->values.push_back(std::move(value));

@@ -31,9 +31,9 @@ struct FolderValue {
   enum Type : std::uint8_t { kBinary = 1, kString = 2, kObject = 3 };
   std::wstring name;
   Type type = kBinary;
-  std::string bytes;                  // binary
-  std::wstring text;                  // string; component name of an object
-  std::shared_ptr<FolderNode> data;   // object
+  std::string bytes;                 // binary
+  std::wstring text;                 // string; component name of an object
+  std::shared_ptr<FolderNode> data;  // object
 };
 
 struct FolderNode {

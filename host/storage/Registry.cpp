@@ -8,7 +8,9 @@ namespace host::storage {
 
 namespace {
 
-bool ValidView(tagREFString text) { return text.length >= 0 && (text.length == 0 || text.text); }
+bool ValidView(tagREFString text) {
+  return text.length >= 0 && (text.length == 0 || text.text);
+}
 
 }  // namespace
 
@@ -56,7 +58,8 @@ HRESULT Registry::GetKey(tagREFString section, int index, IString** key, IString
     const HRESULT hr = store_->Key(ViewOf(section), index, &keyText, &valueText);
     if (Failed(hr)) return hr;
     ComPtr<IString> keyString, valueString;
-    if (key != nullptr && !(keyString = ComPtr<IString>::Adopt(core::CreatableString::Make(keyText))))
+    if (key != nullptr &&
+        !(keyString = ComPtr<IString>::Adopt(core::CreatableString::Make(keyText))))
       return E_FAIL;
     if (value != nullptr &&
         !(valueString = ComPtr<IString>::Adopt(core::CreatableString::Make(valueText))))

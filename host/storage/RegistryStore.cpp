@@ -41,7 +41,8 @@ bool ValidKey(std::wstring_view key) {
 }
 
 std::wstring KeyLine(std::wstring_view key, std::wstring_view value) {
-  const bool quote = !value.empty() && (Trim(value).size() != value.size() || value.front() == L'"');
+  const bool quote =
+      !value.empty() && (Trim(value).size() != value.size() || value.front() == L'"');
   std::wstring line(key);
   line += L'=';
   if (quote) line += L'"';
@@ -109,9 +110,12 @@ RegistryStore::Section* RegistryStore::FindSection(std::wstring_view name) {
 
 std::wstring RegistryStore::DefaultInstallPath() const {
   // The registry lives in ".../_binARM64/registry.ini": the install path is "...".
-  std::string folder = path_.substr(0, path_.rfind('/') == std::string::npos ? 0 : path_.rfind('/'));
+  std::string folder =
+      path_.substr(0, path_.rfind('/') == std::string::npos ? 0 : path_.rfind('/'));
   const std::size_t slash = folder.rfind('/');
-  folder = slash == std::string::npos ? std::string(".") : slash == 0 ? "/" : folder.substr(0, slash);
+  folder = slash == std::string::npos ? std::string(".")
+           : slash == 0               ? "/"
+                                      : folder.substr(0, slash);
   return WideFromUtf8(folder);
 }
 

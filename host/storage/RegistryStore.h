@@ -47,9 +47,9 @@ class RegistryStore {
 
  private:
   struct Line {
-    std::wstring raw;     // the line as it stands in the file
+    std::wstring raw;  // the line as it stands in the file
     bool isKey = false;
-    std::wstring key;     // for key lines
+    std::wstring key;  // for key lines
     std::wstring value;
   };
   struct Section {

@@ -74,7 +74,8 @@ std::shared_ptr<const TextTable> TextTable::Load(std::wstring_view name) {
   std::lock_guard lock(mutex);
   if (const auto found = loaded.find(name); found != loaded.end()) return found->second;
   std::string bytes;
-  if (Failed(ReadWholeFile(ModuleFolder() + "/" + Utf8FromWide(name) + ".strings", &bytes, 1u << 24)))
+  if (Failed(
+          ReadWholeFile(ModuleFolder() + "/" + Utf8FromWide(name) + ".strings", &bytes, 1u << 24)))
     return nullptr;  // not kept: a table that appears later is found then
   std::shared_ptr<const TextTable> table = Parse(bytes);
   loaded.emplace(std::wstring(name), table);

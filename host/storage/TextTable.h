@@ -26,7 +26,9 @@ class TextTable {
   // The index of `key`, or -1.
   int Find(std::wstring_view key) const;
   int Count() const { return static_cast<int>(entries_.size()); }
-  const std::wstring& Key(int index) const { return entries_[static_cast<std::size_t>(index)].first; }
+  const std::wstring& Key(int index) const {
+    return entries_[static_cast<std::size_t>(index)].first;
+  }
   const std::wstring& Text(int index) const {
     return entries_[static_cast<std::size_t>(index)].second;
   }

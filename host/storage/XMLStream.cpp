@@ -21,7 +21,9 @@ int Depth(const XmlElement* element) {
 
 }  // namespace
 
-XMLStream::XMLStream() { root_.name = kDefaultRoot; }
+XMLStream::XMLStream() {
+  root_.name = kDefaultRoot;
+}
 
 HRESULT XMLStream::Open(tagREFString path, int /*mode*/) {
   if (!ValidView(path) || path.length == 0) return E_INVALIDARG;
@@ -109,7 +111,8 @@ HRESULT XMLStream::SetText(int length, const wchar_t* text) {
   if (length < 0 || (length > 0 && text == nullptr)) return E_INVALIDARG;
   try {
     XmlElement content;
-    const HRESULT hr = ParseXmlContent(Utf8FromWide({text, static_cast<std::size_t>(length)}), &content);
+    const HRESULT hr =
+        ParseXmlContent(Utf8FromWide({text, static_cast<std::size_t>(length)}), &content);
     if (Failed(hr)) return hr;
     root_.text = std::move(content.text);
     root_.children = std::move(content.children);
@@ -127,7 +130,8 @@ HRESULT XMLStream::Append(int length, const wchar_t* text) {
   if (length == 0) return S_OK;
   try {
     XmlElement content;
-    const HRESULT hr = ParseXmlContent(Utf8FromWide({text, static_cast<std::size_t>(length)}), &content);
+    const HRESULT hr =
+        ParseXmlContent(Utf8FromWide({text, static_cast<std::size_t>(length)}), &content);
     if (Failed(hr)) return hr;
     if (!content.children.empty() && current_->children.empty() &&
         current_->text.find_first_not_of(L" \t\r\n") == std::wstring::npos)

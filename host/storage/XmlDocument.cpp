@@ -16,11 +16,11 @@ bool IsBlank(std::wstring_view text) {
 
 bool NameStart(wchar_t c) {
   return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z') || c == L'_' || c == L':' ||
-         (c >= 0xC0 && c != 0xD7 && c != 0xF7 && c <= 0x2FF) || (c >= 0x370 && c <= 0x1FFF && c != 0x37E) ||
-         (c >= 0x200C && c <= 0x200D) || (c >= 0x2070 && c <= 0x218F) ||
-         (c >= 0x2C00 && c <= 0x2FEF) || (c >= 0x3001 && c <= 0xD7FF) ||
-         (c >= 0xF900 && c <= 0xFDCF) || (c >= 0xFDF0 && c <= 0xFFFD) ||
-         (c >= 0x10000 && c <= 0xEFFFF);
+         (c >= 0xC0 && c != 0xD7 && c != 0xF7 && c <= 0x2FF) ||
+         (c >= 0x370 && c <= 0x1FFF && c != 0x37E) || (c >= 0x200C && c <= 0x200D) ||
+         (c >= 0x2070 && c <= 0x218F) || (c >= 0x2C00 && c <= 0x2FEF) ||
+         (c >= 0x3001 && c <= 0xD7FF) || (c >= 0xF900 && c <= 0xFDCF) ||
+         (c >= 0xFDF0 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0xEFFFF);
 }
 
 bool NameChar(wchar_t c) {
@@ -31,14 +31,29 @@ bool NameChar(wchar_t c) {
 void Escape(std::wstring_view text, bool attribute, std::wstring* out) {
   for (wchar_t c : text) {
     switch (c) {
-      case L'&': *out += L"&amp;"; break;
-      case L'<': *out += L"&lt;"; break;
-      case L'>': *out += L"&gt;"; break;
-      case L'\r': *out += L"&#13;"; break;  // a parser would turn a raw CR into LF
-      case L'"': *out += attribute ? L"&quot;" : L"\""; break;
-      case L'\n': *out += attribute ? L"&#10;" : L"\n"; break;
-      case L'\t': *out += attribute ? L"&#9;" : L"\t"; break;
-      default: out->push_back(c);
+      case L'&':
+        *out += L"&amp;";
+        break;
+      case L'<':
+        *out += L"&lt;";
+        break;
+      case L'>':
+        *out += L"&gt;";
+        break;
+      case L'\r':  // a parser would turn a raw CR into LF
+        *out += L"&#13;";
+        break;
+      case L'"':
+        *out += attribute ? L"&quot;" : L"\"";
+        break;
+      case L'\n':
+        *out += attribute ? L"&#10;" : L"\n";
+        break;
+      case L'\t':
+        *out += attribute ? L"&#9;" : L"\t";
+        break;
+      default:
+        out->push_back(c);
     }
   }
 }

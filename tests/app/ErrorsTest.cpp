@@ -110,6 +110,20 @@ TEST_F(ErrorsTest, BadValues) {
   ExpectFailure("slideshow -o out.gif", kUsage, "pictures is required");
 }
 
+TEST_F(ErrorsTest, BadSettings) {
+  if (Run("list --names").out.find("CoverTransition\n") == std::string::npos)
+    GTEST_SKIP() << "no CoverTransition in this build";
+  const std::string frame = "frame --from a.png --to b.png -t CoverTransition -o out.png ";
+  ExpectFailure(frame + "--set Dirction=Left", kUsage,
+                "CoverTransition has no setting 'Dirction'; did you mean Direction?");
+  ExpectFailure(frame + "--set Direction=Diagonal", kUsage,
+                "bad value 'Diagonal' for CoverTransition Direction: expected one of Top=0, "
+                "Right=1, Bottom=2, Left=3");
+  ExpectFailure(frame + "--set Direction=7", kUsage, "bad value '7' for CoverTransition Direction");
+  ExpectFailure(frame + "--set 9=1", kUsage, "CoverTransition has no setting '9'");
+  ExpectFailure(frame + "--set Direction", kUsage, "bad --set 'Direction': expected NAME=VALUE");
+}
+
 TEST_F(ErrorsTest, BadOutputs) {
   ExpectFailure("frame --from a.png --to b.png -o nowhere/out.png", kOutput,
                 "the output folder 'nowhere' does not exist");

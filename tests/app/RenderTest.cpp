@@ -284,3 +284,61 @@ TEST_F(RenderTest, SheetAndDemoDrawEveryTransition) {
 
 }  // namespace
 }  // namespace apptest
+
+namespace apptest {
+namespace {
+
+TEST_F(RenderTest, SettingsByNameOrNumber) {
+  if (Run("list --names").out.find("CoverTransition\n") == std::string::npos)
+    GTEST_SKIP() << "no CoverTransition in this build";
+  const Result list = Run("list");
+  EXPECT_NE(list.out.find(
+                "CoverTransition\n  interfaces: IKeloTransition, IObjectInfo, IUIPropInterrogate"),
+            std::string::npos)
+      << list.out;
+  EXPECT_NE(list.out.find("property 1 Direction: one of Top=0, Right=1, Bottom=2, Left=3"),
+            std::string::npos)
+      << list.out;
+
+  const std::string frame = "frame --from from.png --to to.png -t CoverTransition -p 0.5 ";
+  ASSERT_EQ(Run(frame + "--set Direction=Left -o by-name.png").code, 0);
+  ASSERT_EQ(Run(frame + "--set 1=3 -o by-id.png").code, 0);
+  ASSERT_EQ(Run(frame + "--set direction=left --set Style=Cover -o folded.png").code, 0);
+  ASSERT_EQ(Run(frame + "--set Direction=Right -o right.png").code, 0);
+  const Image left = ReadPng(Path("by-name.png"));
+  EXPECT_EQ(MaxDifference(left, ReadPng(Path("by-id.png"))), 0);
+  EXPECT_EQ(MaxDifference(left, ReadPng(Path("folded.png"))), 0);
+  EXPECT_GT(MaxDifference(left, ReadPng(Path("right.png"))), 0);
+  // The preset names keep their style; a setting changes it.
+  ASSERT_EQ(Run("frame --from from.png --to to.png -t PushTransition -p 0.5 --set Style=Cover "
+                "--set Direction=3 -o push.png")
+                .code,
+            0);
+  EXPECT_EQ(MaxDifference(left, ReadPng(Path("push.png"))), 0);
+
+  // Settings saved through the effect's own Save come back through its Load, before --set.
+  ASSERT_EQ(
+      Run(frame + "--set Direction=Left --set Style=Push --save-settings push.xml -o a.png").code,
+      0);
+  std::ifstream saved(Path("push.xml"));
+  const std::string xml((std::istreambuf_iterator<char>(saved)), std::istreambuf_iterator<char>());
+  EXPECT_NE(xml.find("<Direction>3</Direction>"), std::string::npos) << xml;
+  EXPECT_NE(xml.find("<Style>1</Style>"), std::string::npos) << xml;
+  ASSERT_EQ(Run(frame + "--settings push.xml -o b.png").code, 0);
+  EXPECT_EQ(MaxDifference(ReadPng(Path("a.png")), ReadPng(Path("b.png"))), 0);
+  ASSERT_EQ(Run(frame + "--settings push.xml --set Style=Cover -o c.png").code, 0);
+  EXPECT_EQ(MaxDifference(left, ReadPng(Path("c.png"))), 0);
+
+  // A missing or broken settings file, or an effect without settings: one line, no output.
+  std::ofstream(Path("broken.xml")) << "<KeloData><Direction>";
+  EXPECT_EQ(Run(frame + "--settings missing.xml -o d.png").code, 3);
+  EXPECT_EQ(Run(frame + "--settings broken.xml -o d.png").code, 3);
+  const Result plain =
+      Run("frame --from from.png --to to.png -t DissolveTransition --settings push.xml -o d.png");
+  EXPECT_EQ(plain.code, 2);
+  EXPECT_NE(plain.err.find("has no settings"), std::string::npos) << plain.err;
+  EXPECT_FALSE(std::filesystem::exists(Path("d.png")));
+}
+
+}  // namespace
+}  // namespace apptest

@@ -30,7 +30,9 @@ ComPtr<ICIF> MakePicture(unsigned width, unsigned height, int bitsPerPixel,
                          unsigned char (*pattern)(unsigned x, unsigned y, unsigned c)) {
   auto image = Create<ICIFImageDIB>(L"CIFImageDIB");
   if (!image) return {};
-  const int format = bitsPerPixel == 8 ? kFormatMono : bitsPerPixel == 24 ? kFormatRGB : kFormatRGBA;
+  const int format = bitsPerPixel == 8    ? kFormatMono
+                     : bitsPerPixel == 24 ? kFormatRGB
+                                          : kFormatRGBA;
   image->Create(width, height, 1, bitsPerPixel, format);
   int info = 0, stride = 0;
   unsigned char* first = nullptr;

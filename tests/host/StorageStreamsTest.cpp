@@ -9,8 +9,10 @@
 #include "host/core/Variant.h"
 #include "host/storage/FolderStream.h"
 #include "host/storage/XMLStream.h"
+#include "sdk/Properties.h"
 #include "sdk/Storage.h"
 #include "sdk/Transitions.h"
+#include "tests/common/TestHost.h"
 #include "tests/host/StorageTestSupport.h"
 
 namespace {
@@ -93,7 +95,9 @@ ComPtr<host::storage::FolderStream> NewFolder() {
   return ComPtr<host::storage::FolderStream>::Adopt(new host::storage::FolderStream());
 }
 
-std::wstring Buffer(IString* string) { return Text(string); }
+std::wstring Buffer(IString* string) {
+  return Text(string);
+}
 
 TEST_F(CoreTest, XmlStreamWritesWellFormedIndentedXml) {
   ScratchFolder folder;
@@ -193,12 +197,12 @@ TEST_F(CoreTest, XmlStreamRoundTripsThroughFilesAndText) {
   // The text view can be set as XML content; what is not XML is refused and changes nothing.
   const std::wstring content = L"<A>1</A><B>2</B>";
   ASSERT_EQ(back->SetText(static_cast<int>(content.size()), content.data()), S_OK);
-  EXPECT_EQ(Buffer(back.Get()), L"\n  <A>1</A>\n  <B>2</B>\n");
+  EXPECT_EQ(Buffer(back.Get()), L"  <A>1</A>\n  <B>2</B>\n");
   const std::wstring broken = L"<A>1</B>";
   EXPECT_EQ(back->SetText(static_cast<int>(broken.size()), broken.data()), E_INVALIDARG);
   const std::wstring more = L"<C>3</C>";
   ASSERT_EQ(back->Append(static_cast<int>(more.size()), more.data()), S_OK);
-  EXPECT_EQ(Buffer(back.Get()), L"\n  <A>1</A>\n  <B>2</B>\n  <C>3</C>\n");
+  EXPECT_EQ(Buffer(back.Get()), L"  <A>1</A>\n  <B>2</B>\n  <C>3</C>\n");
 }
 
 TEST_F(CoreTest, XmlStreamRefusesBadFilesAndKeepsItsDocument) {
@@ -236,7 +240,9 @@ TEST_F(CoreTest, FolderStreamRoundTripsItsTree) {
     ASSERT_EQ(property->WriteBinary(RefView(L"Value"), &revolutions, 8, 0), S_OK);
     ComPtr<IFolderStream> nested;
     ASSERT_EQ(property->CreateFolder(RefView(L"Nested"), nested.Put()), S_OK);
-    ASSERT_EQ(nested->WriteString(RefView(L"File"), Str(L"[InstallPath]pictures/\u00e9t\u00e9.png").Get()), S_OK);
+    ASSERT_EQ(nested->WriteString(RefView(L"File"),
+                                  Str(L"[InstallPath]pictures/\u00e9t\u00e9.png").Get()),
+              S_OK);
     ASSERT_EQ(root->CreateFolder(RefView(L"Empty"), nullptr), S_OK);
     ASSERT_EQ(root->WriteBinary(RefView(L"Zero"), nullptr, 0, 0), S_OK);
   }
@@ -419,6 +425,49 @@ TEST_F(CoreTest, FailedWritesLeaveTheOldFileInPlace) {
   // With room again, the same commits succeed.
   ASSERT_EQ(xml->Commit(RefView(xmlPath)), S_OK);
   EXPECT_GT(ReadFile(folder.File("doc.xml")).size(), 100000u);
+}
+
+}  // namespace
+
+namespace {
+
+// An effect's settings go through both streams and come back, with the names from the tables.
+TEST(StoragePersistence, EffectSettingsRoundTripThroughBothStreams) {
+  ScratchFolder folder;
+  auto cover = testhost::Create<IDataPersist>(L"CoverTransition");
+  if (!cover) GTEST_SKIP() << "no CoverTransition in this build";
+  auto properties = cover.As<IUIPropInterrogate>();
+  ASSERT_TRUE(properties);
+  ASSERT_GE(properties->Control(1, 3), 0);
+  ASSERT_GE(properties->Control(2, 2), 0);
+
+  auto xml = testhost::Create<IDataStream>(L"XMLStream");
+  ASSERT_EQ(cover->Save(xml.Get(), 0), S_OK);
+  const std::wstring text = Text(xml.As<IString>().Get());
+  EXPECT_NE(text.find(L"<Direction>3</Direction>"), std::wstring::npos)
+      << std::string(text.begin(), text.end());
+  EXPECT_NE(text.find(L"<Style>2</Style>"), std::wstring::npos);
+  const std::wstring xmlPath = folder.WideFile("cover.xml");
+  ASSERT_EQ(xml->Commit(RefView(xmlPath)), S_OK);
+  ASSERT_TRUE(ParseWithExpat(ReadFile(folder.File("cover.xml"))).wellFormed);
+
+  auto tree = testhost::Create<IDataStream>(L"FolderStream");
+  ASSERT_EQ(cover->Save(tree.Get(), 0), S_OK);
+  const std::wstring treePath = folder.WideFile("cover.bin");
+  ASSERT_EQ(tree->Commit(RefView(treePath)), S_OK);
+
+  for (const std::wstring& path : {xmlPath, treePath}) {
+    auto stream = testhost::Create<IDataStream>(path == xmlPath ? L"XMLStream" : L"FolderStream");
+    ASSERT_EQ(stream->Open(RefView(path), 0), S_OK);
+    auto copy = testhost::Create<IDataPersist>(L"CoverTransition");
+    ASSERT_EQ(copy->Load(stream.Get(), 0), S_OK);
+    int direction = -1, style = -1;
+    auto copyProperties = copy.As<IUIPropInterrogate>();
+    ASSERT_GE(copyProperties->Inquire(1, &direction), 0);
+    ASSERT_GE(copyProperties->Inquire(2, &style), 0);
+    EXPECT_EQ(direction, 3) << std::string(path.begin(), path.end());
+    EXPECT_EQ(style, 2);
+  }
 }
 
 }  // namespace

@@ -220,13 +220,14 @@ TEST(StorageRegistry, TheModuleRegistryDefaultsToTheBuildFolder) {
   ASSERT_EQ(registry->GetValue(RefView(L"Workspace"), RefView(L"InstallPath"), value.Put()), S_OK);
   char here[PATH_MAX];
   ASSERT_NE(getcwd(here, sizeof here), nullptr);
-  if (access("./_binARM64/registry.ini", F_OK) != 0)  // not set by hand in this build folder
+  if (access("./_binARM64/registry.ini", F_OK) != 0) {  // not set by hand in this build folder
     EXPECT_EQ(Text(value.Get()), host::WideFromUtf8(here));
+  }
 }
 
 TEST(StorageModule, EveryComponentIsCreatable) {
-  for (std::wstring_view name : {L"StringTable", L"Registry", L"XMLStream", L"FolderStream",
-                                 L"UIPropInterrogatePropPage"}) {
+  for (std::wstring_view name :
+       {L"StringTable", L"Registry", L"XMLStream", L"FolderStream", L"UIPropInterrogatePropPage"}) {
     ComPtr<IUnknown> object;
     EXPECT_EQ(testhost::Global()->CreateByName(RefView(name), &kIID_IUnknown, object.PutVoid()),
               S_OK)

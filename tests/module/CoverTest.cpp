@@ -67,14 +67,15 @@ TEST(Cover, CoverAndPushPlaceEveryStrip) {
         ComPtr<ICIF> out = ComPtr<ICIF>::Adopt(raw);
         const auto bytes = testhost::Bytes(out.Get());
         const int n = 10;
-        const auto lines = Expected(style, direction, n, static_cast<int>(n * p), static_cast<int>(n * (1.0 - p)));
+        const auto lines =
+            Expected(style, direction, n, static_cast<int>(n * p), static_cast<int>(n * (1.0 - p)));
         for (unsigned y = 0; y < height; ++y)
           for (unsigned x = 0; x < width; ++x) {
             const Line& line = lines[rows ? y : x];
             const unsigned char* pixel = &bytes[(y * width + x) * 3];
             const std::string where = "p " + std::to_string(p) + " style " + std::to_string(style) +
-                                      " direction " + std::to_string(direction) + " at " + std::to_string(x) +
-                                      "," + std::to_string(y);
+                                      " direction " + std::to_string(direction) + " at " +
+                                      std::to_string(x) + "," + std::to_string(y);
             ASSERT_EQ(pixel[2], line.mark) << where;
             ASSERT_EQ(pixel[rows ? 1 : 0], line.source * 10) << where;
             ASSERT_EQ(pixel[rows ? 0 : 1], (rows ? x : y) * 10) << where;
@@ -99,10 +100,13 @@ TEST(Cover, CrushSqueezesBothPicturesAndClearsTheGap) {
       const bool entersAtStart = direction == 0 || direction == 3;
       for (int l = 0; l < 10; ++l) {
         unsigned char expected = 0;  // cleared
-        if (entersAtStart) expected = l < k ? 250 : l < k + r ? 90 : 0;
-        else expected = l < r ? 90 : l < r + k ? 250 : 0;
+        if (entersAtStart)
+          expected = l < k ? 250 : l < k + r ? 90 : 0;
+        else
+          expected = l < r ? 90 : l < r + k ? 250 : 0;
         const bool rows = direction == 0 || direction == 2;
-        const std::size_t at = rows ? static_cast<std::size_t>(l) * 30 + 12 : 4 * 30 + static_cast<std::size_t>(l) * 3;
+        const std::size_t at =
+            rows ? static_cast<std::size_t>(l) * 30 + 12 : 4 * 30 + static_cast<std::size_t>(l) * 3;
         ASSERT_EQ(bytes[at], expected) << "p " << p << " direction " << direction << " line " << l;
       }
     }

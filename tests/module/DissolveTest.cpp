@@ -23,7 +23,9 @@ struct Weights {
   double from, to;
   bool saturate;
 };
-Weights DissolveWeights(double p) { return {1.0 - p, p, false}; }
+Weights DissolveWeights(double p) {
+  return {1.0 - p, p, false};
+}
 Weights AdditiveWeights(double p) {
   if (p < 0.5) return {1.0, 2 * p, true};
   return {2 * (1 - p), 1.0, true};
@@ -33,14 +35,19 @@ unsigned Combine(unsigned a, unsigned b, const Weights& w) {
   return w.saturate ? std::min(sum, 255u) : sum % 256;
 }
 
-unsigned char PatternA(unsigned x, unsigned y, unsigned c) { return static_cast<unsigned char>(x * 7 + y * 13 + c * 101); }
-unsigned char PatternB(unsigned x, unsigned y, unsigned c) { return static_cast<unsigned char>(255 - x * 3 - y * 29 + c * 57); }
+unsigned char PatternA(unsigned x, unsigned y, unsigned c) {
+  return static_cast<unsigned char>(x * 7 + y * 13 + c * 101);
+}
+unsigned char PatternB(unsigned x, unsigned y, unsigned c) {
+  return static_cast<unsigned char>(255 - x * 3 - y * 29 + c * 57);
+}
 
 ComPtr<IKeloTransition> Make(bool additive) {
   ComPtr<IKeloTransition> effect;
   IID iid = IID_IKeloTransition;
-  const HRESULT hr = additive ? CObject<CDissolveAdditive>::_CreateInstance(nullptr, &iid, effect.PutVoid())
-                              : CObject<CDissolve>::_CreateInstance(nullptr, &iid, effect.PutVoid());
+  const HRESULT hr =
+      additive ? CObject<CDissolveAdditive>::_CreateInstance(nullptr, &iid, effect.PutVoid())
+               : CObject<CDissolve>::_CreateInstance(nullptr, &iid, effect.PutVoid());
   EXPECT_EQ(hr, S_OK);
   return effect;
 }
@@ -52,7 +59,18 @@ ComPtr<ICIF> Render(IKeloTransition* effect, ICIF* from, ICIF* to, double p) {
 }
 
 TEST(Dissolve, EqualFormatsMatchTheTablesEverywhere) {
-  const double progresses[] = {0.0, 0.1, 0.25, 0.3, 1.0 / 3, 0.5, 0.7, 0.999, 1.0, -0.5, 1.5, 3.75,
+  const double progresses[] = {0.0,
+                               0.1,
+                               0.25,
+                               0.3,
+                               1.0 / 3,
+                               0.5,
+                               0.7,
+                               0.999,
+                               1.0,
+                               -0.5,
+                               1.5,
+                               3.75,
                                std::numeric_limits<double>::quiet_NaN()};
   for (int bits : {8, 24, 32}) {
     // 37 pixels wide: rows are not a multiple of the vector width, and strides exceed rows.
@@ -79,12 +97,15 @@ TEST(Dissolve, EndsCopyThePicturesAndMidpointsHalve) {
   ComPtr<ICIF> from = testhost::MakePicture(16, 4, 24, PatternA);
   ComPtr<ICIF> to = testhost::MakePicture(16, 4, 24, PatternB);
   ComPtr<IKeloTransition> dissolve = Make(false);
-  EXPECT_EQ(testhost::Bytes(Render(dissolve.Get(), from.Get(), to.Get(), 0.0).Get()), testhost::Bytes(from.Get()));
-  EXPECT_EQ(testhost::Bytes(Render(dissolve.Get(), from.Get(), to.Get(), 1.0).Get()), testhost::Bytes(to.Get()));
+  EXPECT_EQ(testhost::Bytes(Render(dissolve.Get(), from.Get(), to.Get(), 0.0).Get()),
+            testhost::Bytes(from.Get()));
+  EXPECT_EQ(testhost::Bytes(Render(dissolve.Get(), from.Get(), to.Get(), 1.0).Get()),
+            testhost::Bytes(to.Get()));
 
   auto white = [](unsigned, unsigned, unsigned) -> unsigned char { return 255; };
   auto grey = [](unsigned, unsigned, unsigned) -> unsigned char { return 200; };
-  ComPtr<ICIF> w1 = testhost::MakePicture(4, 1, 8, white), w2 = testhost::MakePicture(4, 1, 8, white);
+  ComPtr<ICIF> w1 = testhost::MakePicture(4, 1, 8, white),
+               w2 = testhost::MakePicture(4, 1, 8, white);
   EXPECT_EQ(testhost::Bytes(Render(dissolve.Get(), w1.Get(), w2.Get(), 0.5).Get())[0], 254);
   ComPtr<ICIF> g1 = testhost::MakePicture(4, 1, 8, grey), g2 = testhost::MakePicture(4, 1, 8, grey);
   EXPECT_EQ(testhost::Bytes(Render(Make(true).Get(), g1.Get(), g2.Get(), 0.25).Get())[0], 255);
@@ -107,7 +128,8 @@ TEST(Dissolve, MixedFormatsFollowTheirStepping) {
     for (unsigned y = 0; y < 3; ++y)
       for (unsigned x = 0; x < 9; ++x)
         for (unsigned c = 0; c < 3; ++c)
-          ASSERT_EQ(out[y * 27 + 3 * x + c], Combine(a[y * 36 + 4 * x + c], b[y * 27 + 3 * x + c], w));
+          ASSERT_EQ(out[y * 27 + 3 * x + c],
+                    Combine(a[y * 36 + 4 * x + c], b[y * 27 + 3 * x + c], w));
   }
   // 24 onto 32: `to` is read three bytes per pixel; the fourth result byte is never written.
   {
@@ -120,7 +142,8 @@ TEST(Dissolve, MixedFormatsFollowTheirStepping) {
     for (unsigned y = 0; y < 3; ++y)
       for (unsigned x = 0; x < 9; ++x)
         for (unsigned c = 0; c < 3; ++c)
-          ASSERT_EQ(bytes[y * 36 + 4 * x + c], Combine(a[y * 27 + 3 * x + c], b[y * 36 + 3 * x + c], w));
+          ASSERT_EQ(bytes[y * 36 + 4 * x + c],
+                    Combine(a[y * 27 + 3 * x + c], b[y * 36 + 3 * x + c], w));
   }
   // 8 onto 24: a result of to's format whose pixels the effect does not write.
   {
@@ -137,7 +160,9 @@ TEST(Dissolve, MixedFormatsFollowTheirStepping) {
 }
 
 TEST(Dissolve, ResamplesFromToTheSizeOfTo) {
-  auto flat = [](unsigned, unsigned, unsigned c) -> unsigned char { return static_cast<unsigned char>(40 + c * 80); };
+  auto flat = [](unsigned, unsigned, unsigned c) -> unsigned char {
+    return static_cast<unsigned char>(40 + c * 80);
+  };
   ComPtr<ICIF> from = testhost::MakePicture(64, 48, 24, flat);
   ComPtr<ICIF> to = testhost::MakePicture(32, 24, 24, PatternB);
   ComPtr<ICIF> out = Render(Make(false).Get(), from.Get(), to.Get(), 0.0);

@@ -17,8 +17,7 @@ std::array<unsigned char, 16> Bytes(const IID& id) {
 }
 
 TEST(Identity, WorkedValuesCaseFoldingAndLimits) {
-  EXPECT_EQ(Bytes(__IIDOfc("ICIF")),
-            (std::array<unsigned char, 16>{0x69, 0x24, 0x03, 0x00}));
+  EXPECT_EQ(Bytes(__IIDOfc("ICIF")), (std::array<unsigned char, 16>{0x69, 0x24, 0x03, 0x00}));
   EXPECT_EQ(Bytes(__IIDOfc("IUnknown")),
             (std::array<unsigned char, 16>{0xa9, 0xba, 0xe5, 0xde, 0x75}));
   EXPECT_EQ(__IIDOfc(""), IID{});
@@ -63,7 +62,8 @@ TEST(ComponentObject, QueryInterfaceTableAndReferenceCounts) {
 
   // IUnknown from any interface is the same primary pointer.
   IUnknown* fromTransition = nullptr;
-  ASSERT_EQ(transition->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&fromTransition)), S_OK);
+  ASSERT_EQ(transition->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&fromTransition)),
+            S_OK);
   ComPtr<IObjectInfo> info = transition.As<IObjectInfo>();
   ASSERT_TRUE(info);
   IUnknown* fromInfo = nullptr;

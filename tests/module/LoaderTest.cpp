@@ -47,13 +47,15 @@ TEST(Loader, MissingModulePrintsOneLineAndGivesNothing) {
 }
 
 TEST(Loader, SiblingModuleFactoryFromItsPath) {
-  ComponentFactory factory = MODULECreateFunction(RefLiteral(L"CollectionsEx"), RefLiteral(L"ComponentString"));
+  ComponentFactory factory =
+      MODULECreateFunction(RefLiteral(L"CollectionsEx"), RefLiteral(L"ComponentString"));
   ASSERT_NE(factory, nullptr);
   IID iid = IID_IComponentString;
   IComponentString* component = nullptr;
   ASSERT_EQ(factory(nullptr, &iid, reinterpret_cast<void**>(&component)), S_OK);
   component->Release();
-  EXPECT_EQ(MODULECreateFunction(RefLiteral(L"CollectionsEx"), RefLiteral(L"NoSuchComponent")), nullptr);
+  EXPECT_EQ(MODULECreateFunction(RefLiteral(L"CollectionsEx"), RefLiteral(L"NoSuchComponent")),
+            nullptr);
 }
 
 TEST(Loader, InitializeModuleSwapsTheGlobalCollection) {
@@ -95,6 +97,9 @@ TEST(LoaderDeathTest, FallsBackToCollectionsExWhenTheGlobalCollectionLacksACompo
           text->SetText(3, L"abc");
           ok = CREFString(text).length == 3;
         }
+        for (IUnknown* object : {static_cast<IUnknown*>(text), static_cast<IUnknown*>(variant),
+                                 static_cast<IUnknown*>(collection)})
+          if (object != nullptr) object->Release();
         std::exit(ok ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");

@@ -21,9 +21,10 @@ class CProbeEffect : public CObjectRoot,
                      public CDataPersistImpl<CProbeEffect> {
  public:
   static const auto& Interfaces() {
-    static constexpr std::array table{Entry<CProbeEffect, IObjectInfo>(&IID_IObjectInfo),
-                                      Entry<CProbeEffect, IDataPersist>(&IID_IDataPersist),
-                                      Entry<CProbeEffect, IUIPropInterrogateEx>(&IID_IUIPropInterrogate)};
+    static constexpr std::array table{
+        Entry<CProbeEffect, IObjectInfo>(&IID_IObjectInfo),
+        Entry<CProbeEffect, IDataPersist>(&IID_IDataPersist),
+        Entry<CProbeEffect, IUIPropInterrogateEx>(&IID_IUIPropInterrogate)};
     return table;
   }
   HRESULT FinalConstruct() override {
@@ -61,7 +62,8 @@ class CProbeEffect : public CObjectRoot,
 }  // namespace
 
 template <>
-const tagREFString IObjectInfoImpl<CProbeEffect>::m_ObjectName = RefLiteral(L"ShutterBandsTransition");
+const tagREFString IObjectInfoImpl<CProbeEffect>::m_ObjectName =
+    RefLiteral(L"ShutterBandsTransition");
 
 namespace {
 
@@ -206,7 +208,8 @@ TEST(PropertyPersistence, XMLNamesColoursSkippedAndUnknownElements) {
   // Spaces in names become '_' (the table named by the `names` argument: "Outgoing style").
   auto named = testhost::Create<IDataStream>(L"XMLStream");
   auto tableName = ComPtr<IString>::Adopt(ISCreate(L"DeformTransition"));
-  p->UIPropInterrogate_SaveXML(reinterpret_cast<INamedCollection*>(tableName.Get()), named.Get(), 0);
+  p->UIPropInterrogate_SaveXML(reinterpret_cast<INamedCollection*>(tableName.Get()), named.Get(),
+                               0);
   EXPECT_NE(Text(named.Get()).find(L"<Outgoing_style>3</Outgoing_style>"), std::wstring::npos)
       << Text(named.Get());
 
@@ -219,9 +222,9 @@ TEST(PropertyPersistence, XMLNamesColoursSkippedAndUnknownElements) {
   input.As<IString>()->SetText(static_cast<int>(content.size()), content.c_str());
   ASSERT_EQ(q.As<IDataPersist>()->Load(input.Get(), 0), S_OK);
   EXPECT_EQ(other->outgoing, 4);
-  EXPECT_EQ(other->incoming, 2);        // no element: unchanged
+  EXPECT_EQ(other->incoming, 2);         // no element: unchanged
   EXPECT_EQ(other->colour, 0x00FF0000);  // #RRGGBB is stored as 0x00BBGGRR
-  EXPECT_EQ(other->hidden, 0);          // bit 26: not restored either
+  EXPECT_EQ(other->hidden, 0);           // bit 26: not restored either
 
   // A stream that is neither XML nor a folder is left alone.
   auto text = ComPtr<IString>::Adopt(ISCreate(L"x"));

@@ -2,6 +2,7 @@
 // XML tag extractor and the split into a host collection.
 #include <gtest/gtest.h>
 
+#include <cwchar>
 #include <string>
 
 #include "sdk/ComPtr.h"
@@ -18,210 +19,132 @@ CREFString View(const std::wstring& text) {
   return CREFString(text.data(), static_cast<int>(text.size()));
 }
 
-TEST(REFString, GetLineWithAndWithoutAdvance) {
-  const std::wstring text = L"a,b";
-  CREFString view = View(text);
-  CREFString out;
-  EXPECT_EQ(view.GetLine(&out, true, L',', true), S_OK);
-  EXPECT_EQ(Text(out), L"a");
-  EXPECT_EQ(view.GetLine(&out, true, L',', true), S_FALSE);
-  EXPECT_EQ(Text(out), L"b");
-  EXPECT_EQ(view.length, 0);
-  out.length = 7;
-  EXPECT_EQ(view.GetLine(&out, true, L',', true), E_FAIL);
-  EXPECT_EQ(out.length, 0);
-
-  // Peeking: the separator stays in the line unless dropped, and E_FAIL marks the last line.
-  const std::wstring two = L"ab;cd";
-  view = View(two);
-  EXPECT_EQ(view.GetLine(&out, false, L';', false), S_OK);
-  EXPECT_EQ(Text(out), L"ab;");
-  EXPECT_EQ(Text(view), L"ab;cd");
-  const std::wstring last = L"abc";
-  view = View(last);
-  EXPECT_EQ(view.GetLine(&out, false, L',', true), E_FAIL);
-  EXPECT_EQ(Text(out), L"abc");
-  // A line that ends in its separator leaves nothing: S_FALSE.
-  const std::wstring ending = L"x;";
-  view = View(ending);
-  EXPECT_EQ(view.GetLine(nullptr, true, L';', true), S_FALSE);
-  EXPECT_EQ(view.length, 0);
+// One operation on a view of `text` (a literal, so it outlives the view): its result, the out
+// view ("untouched" when not written) and what is left of the view.
+template <class Operation>
+void Check(const wchar_t* text, Operation operation, HRESULT result, const wchar_t* out,
+           const wchar_t* rest) {
+  CREFString view(text, static_cast<int>(std::wcslen(text)));
+  CREFString written(L"untouched", 9);
+  EXPECT_EQ(operation(view, &written), result) << testing::PrintToString(std::wstring(text));
+  EXPECT_EQ(Text(written), out) << testing::PrintToString(std::wstring(text));
+  EXPECT_EQ(Text(view), rest) << testing::PrintToString(std::wstring(text));
 }
 
-TEST(REFString, GetLineCRLFTerminators) {
-  CREFString out;
-  const std::wstring crlf = L"x\r\ny";
-  CREFString view = View(crlf);
-  EXPECT_EQ(view.GetLineCRLF(&out, true, true), S_OK);
-  EXPECT_EQ(Text(out), L"x");
-  EXPECT_EQ(Text(view), L"y");
-  const std::wstring crcr = L"x\r\ry";
-  view = View(crcr);
-  EXPECT_EQ(view.GetLineCRLF(&out, false, true), S_OK);
-  EXPECT_EQ(Text(out), L"x\r");
-  EXPECT_EQ(Text(view), L"\ry");
-  const std::wstring lfcr = L"x\n\r";
-  view = View(lfcr);
-  EXPECT_EQ(view.GetLineCRLF(&out, false, true), S_FALSE);
-  EXPECT_EQ(Text(out), L"x\n\r");
-  EXPECT_EQ(view.length, 0);
-  const std::wstring plain = L"xyz";
-  view = View(plain);
-  EXPECT_EQ(view.GetLineCRLF(&out, true, false), S_OK);
-  EXPECT_EQ(Text(out), L"xyz");
-  EXPECT_EQ(Text(view), L"xyz");
-  view = CREFString();
-  EXPECT_EQ(view.GetLineCRLF(&out, true, true), E_FAIL);
-}
-
-TEST(REFString, ReverseAndRightLines) {
-  CREFString out;
-  const std::wstring path = L"dir/sub/file";
-  CREFString view = View(path);
-  EXPECT_EQ(view.GetReverseLine(&out, L'/', true, true), S_OK);
-  EXPECT_EQ(Text(out), L"dir/sub");
-  EXPECT_EQ(Text(view), L"file");
-  view = View(path);
-  EXPECT_EQ(view.GetReverseLine(&out, L'/', true, false), S_OK);
-  EXPECT_EQ(Text(view), L"/file");
-  EXPECT_EQ(view.GetReverseLine(&out, L'-', true, false), E_FAIL);
-  EXPECT_EQ(out.length, 0);
-  EXPECT_EQ(out.text, view.text);
-
-  view = View(path);
-  EXPECT_EQ(view.GetLineRight(&out, L'/', true, true, false), S_OK);
-  EXPECT_EQ(Text(out), L"file");
-  EXPECT_EQ(Text(view), L"dir/sub");
-  view = View(path);
-  EXPECT_EQ(view.GetLineRight(&out, L'/', true, false, false), S_OK);
-  EXPECT_EQ(Text(out), L"/file");
-  EXPECT_EQ(Text(view), L"dir/sub/");
-
-  const std::wstring name = L"name";
-  view = View(name);
-  EXPECT_EQ(view.GetLineRight(&out, L'/', true, true, true), S_OK);
-  EXPECT_EQ(Text(out), L"name");
-  EXPECT_EQ(view.length, 0);
-  view = View(name);
-  EXPECT_EQ(view.GetLineRight(&out, L'/', true, true, false), E_FAIL);
-  EXPECT_EQ(out.length, 0);
-  EXPECT_EQ(view.Crop(&out, L'/', true, true), E_FAIL);
-  out = View(path);
-  CREFString empty;
-  EXPECT_EQ(empty.Crop(&out, L'/', true, true), E_FAIL);
-  EXPECT_EQ(Text(out), path) << "an empty view leaves out untouched";
-  const std::wstring dotted = L"a.b.c";
-  view = View(dotted);
-  EXPECT_EQ(view.Crop(&out, L'.', false, true), S_OK);
-  EXPECT_EQ(Text(out), L"c");
-  EXPECT_EQ(Text(view), L"a.b.c");
-}
-
-TEST(REFString, SplitAtSeparatorsAndControls) {
-  CREFString left, right;
-  const std::wstring pair = L"key=value";
-  CREFString view = View(pair);
-  EXPECT_EQ(view.Split(&left, &right, CREFString(L"=", 1), 0), S_OK);
-  EXPECT_EQ(Text(left), L"key");
-  EXPECT_EQ(Text(right), L"=value");
-  EXPECT_EQ(Text(view), pair);
-
-  const std::wstring tabbed = L"ab\tc=d";
-  view = View(tabbed);
-  EXPECT_EQ(view.Split(&left, &right, CREFString(L"=", 1), 1), S_OK);
-  EXPECT_EQ(Text(left), L"ab");
-  EXPECT_EQ(view.Split(&left, &right, CREFString(L"=", 1), 0), S_OK);
-  EXPECT_EQ(Text(left), L"ab\tc");
-  // With no separators nothing splits, control characters included.
-  EXPECT_EQ(view.Split(&left, &right, CREFString(), 1), E_FAIL);
-  EXPECT_EQ(Text(left), tabbed);
-  EXPECT_EQ(right.length, 0);
-}
-
-TEST(REFString, GetFirstWordTokens) {
-  struct Case {
-    std::wstring text;
-    HRESULT result;
-    std::wstring token;
-    std::wstring rest;
+TEST(REFString, LineOperations) {
+  auto line = [](bool advance, bool drop) {
+    return [=](CREFString& v, CREFString* o) { return v.GetLine(o, advance, L',', drop); };
   };
-  const Case cases[] = {
-      {L"  x", E_FAIL, L"", L"  x"},
-      {L"\"ab c\" d", S_OK, L"ab c", L" d"},
-      {L"\"\" x", S_OK, L"", L" x"},
-      {L"\"", S_OK, L"\"", L""},
-      {L"\"open", S_OK, L"\"open", L""},
-      {L"foo_bar+1", S_OK, L"foo_bar", L"+1"},
-      {L"+1", S_OK, L"+", L"1"},
-      {L"12 ", S_OK, L"12", L" "},
-      {L"-3.25)", S_OK, L"-3.25", L")"},
-      {L"1.5e+3*", S_OK, L"1.5e+3", L"*"},
-      {L"1e+3", S_OK, L"1", L"e+3"},
-      {L"1.5e3", S_OK, L"1.5", L"e3"},
-      {L"1.5e+", S_OK, L"1.5", L"e+"},
-      {L"7.", S_OK, L"7", L"."},
-      {L"-x", E_FAIL, L"", L"-x"},
-      {L"-", E_FAIL, L"", L"-"},
-      {L"x2y,", S_OK, L"x2y", L","},
-      {L"_a", S_OK, L"_", L"a"},
-      {L"\x00e9t\x00e9 x", S_OK, L"\x00e9t\x00e9", L" x"},
+  Check(L"a,b", line(true, true), S_OK, L"a", L"b");
+  Check(L"b", line(true, true), S_FALSE, L"b", L"");
+  Check(L"", line(true, true), E_FAIL, L"", L"");
+  Check(L"ab,cd", line(false, false), S_OK, L"ab,", L"ab,cd");
+  Check(L"abc", line(false, true), E_FAIL, L"abc", L"abc");  // peeking at the last line
+  Check(L"x,", line(true, true), S_FALSE, L"x", L"");
+
+  auto crlf = [](bool exclude, bool advance) {
+    return [=](CREFString& v, CREFString* o) { return v.GetLineCRLF(o, exclude, advance); };
+  };
+  Check(L"x\r\ny", crlf(true, true), S_OK, L"x", L"y");
+  Check(L"x\r\ry", crlf(false, true), S_OK, L"x\r", L"\ry");
+  Check(L"x\n\r", crlf(false, true), S_FALSE, L"x\n\r", L"");
+  Check(L"xyz", crlf(true, false), S_OK, L"xyz", L"xyz");
+
+  auto reverse = [](bool skip) {
+    return [=](CREFString& v, CREFString* o) { return v.GetReverseLine(o, L'/', true, skip); };
+  };
+  Check(L"dir/sub/file", reverse(true), S_OK, L"dir/sub", L"file");
+  Check(L"dir/sub/file", reverse(false), S_OK, L"dir/sub", L"/file");
+  Check(L"file", reverse(false), E_FAIL, L"", L"file");
+
+  auto right = [](bool truncate, bool drop, bool whole) {
+    return [=](CREFString& v, CREFString* o) {
+      return v.GetLineRight(o, L'/', truncate, drop, whole);
+    };
+  };
+  Check(L"dir/sub/file", right(true, true, false), S_OK, L"file", L"dir/sub");
+  Check(L"dir/sub/file", right(true, false, false), S_OK, L"/file", L"dir/sub/");
+  Check(L"name", right(true, true, true), S_OK, L"name", L"");
+  Check(L"name", right(true, true, false), E_FAIL, L"", L"name");
+  Check(L"", right(true, true, true), E_FAIL, L"untouched", L"");
+  auto crop = [](CREFString& v, CREFString* o) { return v.Crop(o, L'.', false, true); };
+  Check(L"a.b.c", crop, S_OK, L"c", L"a.b.c");
+  Check(L"abc", crop, E_FAIL, L"", L"abc");
+
+  // Split: the right part starts with the separator; the view does not move.
+  auto split = [](const wchar_t* separators, int stopAtControl) {
+    return [=](CREFString& v, CREFString* left) {
+      CREFString rightPart;
+      const HRESULT hr =
+          v.Split(left, &rightPart,
+                  CREFString(separators, static_cast<int>(std::wcslen(separators))), stopAtControl);
+      EXPECT_EQ(Text(*left) + Text(rightPart), Text(v));
+      return hr;
+    };
+  };
+  Check(L"key=value", split(L"=", 0), S_OK, L"key", L"key=value");
+  Check(L"ab\tc=d", split(L"=", 1), S_OK, L"ab", L"ab\tc=d");
+  Check(L"ab\tc=d", split(L"=", 0), S_OK, L"ab\tc", L"ab\tc=d");
+  Check(L"ab\tc=d", split(L"", 1), E_FAIL, L"ab\tc=d", L"ab\tc=d");  // no separators: no split
+}
+
+TEST(REFString, WordsAndTokens) {
+  auto first = [](CREFString& v, CREFString* o) { return v.GetFirstWord(o, true); };
+  const wchar_t* cases[][3] = {
+      // text, token ("untouched" on failure), rest
+      {L"  x", L"untouched", L"  x"},
+      {L"\"ab c\" d", L"ab c", L" d"},
+      {L"\"\" x", L"", L" x"},
+      {L"\"open", L"\"open", L""},
+      {L"foo_bar+1", L"foo_bar", L"+1"},
+      {L"+1", L"+", L"1"},
+      {L"-3.25)", L"-3.25", L")"},
+      {L"1.5e+3*", L"1.5e+3", L"*"},
+      {L"1e+3", L"1", L"e+3"},
+      {L"1.5e3", L"1.5", L"e3"},
+      {L"1.5e+", L"1.5", L"e+"},
+      {L"7.", L"7", L"."},
+      {L"-x", L"untouched", L"-x"},
+      {L"_a", L"_", L"a"},
       // Any token directly followed by a quote loses its first character and the quote.
-      {L"abc\"x", S_OK, L"bc", L"x"},
+      {L"abc\"x", L"bc", L"x"},
   };
-  for (const Case& c : cases) {
-    CREFString view = View(c.text);
-    CREFString out(L"unchanged", 9);
-    EXPECT_EQ(view.GetFirstWord(&out, true), c.result) << testing::PrintToString(c.text);
-    EXPECT_EQ(Text(out), c.result == S_OK ? c.token : L"unchanged")
-        << testing::PrintToString(c.text);
-    EXPECT_EQ(Text(view), c.rest) << testing::PrintToString(c.text);
+  for (const auto& c : cases) {
+    const bool fails = std::wstring(c[1]) == L"untouched";
+    Check(c[0], first, fails ? E_FAIL : S_OK, c[1], c[2]);
   }
-  const std::wstring word = L"abc def";
-  CREFString view = View(word);
-  CREFString out;
-  EXPECT_EQ(view.GetFirstWord(&out, false), S_OK);
-  EXPECT_EQ(Text(view), word);
-  CREFString empty;
-  out.length = 3;
-  EXPECT_EQ(empty.GetFirstWord(&out, true), E_FAIL);
-  EXPECT_EQ(out.length, 0);
+  Check(
+      L"abc def", [](CREFString& v, CREFString* o) { return v.GetFirstWord(o, false); }, S_OK,
+      L"abc", L"abc def");
+
+  // GetWord returns the separator's index + 1 (0 when there is none) and does not consume it.
+  auto word = [](CREFString& v, CREFString* o) {
+    return static_cast<HRESULT>(v.GetWord(o, true, CREFString(L":;", 2)));
+  };
+  Check(L"name: value", word, 5, L"name", L": value");
+  Check(L"abc", word, 0, L"abc", L"");
+  Check(L"", word, E_FAIL, L"", L"");
 }
 
-TEST(REFString, GetWordReturnsPositions) {
-  const std::wstring text = L"name: value";
-  CREFString view = View(text);
-  CREFString out;
-  EXPECT_EQ(view.GetWord(&out, true, CREFString(L":;", 2)), 5);
-  EXPECT_EQ(Text(out), L"name");
-  EXPECT_EQ(Text(view), L": value") << "the separator is not consumed";
-  const std::wstring plain = L"abc";
-  view = View(plain);
-  EXPECT_EQ(view.GetWord(&out, false, CREFString(L":", 1)), 0);
-  EXPECT_EQ(Text(out), L"abc");
-  CREFString empty;
-  EXPECT_EQ(empty.GetWord(&out, true, CREFString(L":", 1)), E_FAIL);
+int Find(const wchar_t* text, const wchar_t* pattern) {
+  CREFString view(text, static_cast<int>(std::wcslen(text)));
+  return view.Contains(CREFString(pattern, static_cast<int>(std::wcslen(pattern))));
 }
 
 TEST(REFString, ContainsPositionsKeepTheStartAtZeroQuirk) {
-  const std::wstring text = L"abc";
-  CREFString view = View(text);
-  EXPECT_EQ(view.Contains(CREFString(L"bc", 2)), 1);
-  EXPECT_EQ(view.Contains(CREFString(L"ab", 2)), 1) << "a match at 0 reads as 1";
-  EXPECT_EQ(view.Contains(CREFString(L"a", 1)), 0);
-  EXPECT_EQ(view.Contains(CREFString(L"c", 1)), 2);
-  EXPECT_EQ(view.Contains(CREFString(L"abc", 3)), 1);
-  EXPECT_EQ(view.Contains(CREFString(L"abcd", 4)), E_FAIL);
-  EXPECT_EQ(view.Contains(CREFString(L"x", 1)), E_FAIL);
-  EXPECT_EQ(view.Contains(CREFString()), E_FAIL);
-  EXPECT_EQ(CREFString().Contains(CREFString(L"a", 1)), E_FAIL);
+  EXPECT_EQ(Find(L"abc", L"bc"), 1);
+  EXPECT_EQ(Find(L"abc", L"ab"), 1) << "a longer match at 0 reads as 1";
+  EXPECT_EQ(Find(L"abc", L"abc"), 1);
+  EXPECT_EQ(Find(L"abc", L"a"), 0);
+  EXPECT_EQ(Find(L"abc", L"c"), 2);
+  EXPECT_EQ(Find(L"xxabyab", L"ab"), 2);
+  EXPECT_EQ(Find(L"abc", L"abcd"), E_FAIL);
+  EXPECT_EQ(Find(L"abc", L""), E_FAIL);
+  EXPECT_EQ(Find(L"", L"a"), E_FAIL);
   // The mismatching character is not compared again with the start of the pattern.
-  const std::wstring repeated = L"aaab";
-  view = View(repeated);
-  EXPECT_EQ(view.Contains(CREFString(L"aab", 3)), E_FAIL);
-  const std::wstring later = L"xxabyab";
-  view = View(later);
-  EXPECT_EQ(view.Contains(CREFString(L"ab", 2)), 2);
+  EXPECT_EQ(Find(L"aaab", L"aab"), E_FAIL);
 
+  CREFString view(L"xxabyab", 7);
   EXPECT_EQ(view.ContainsChar(CREFString(L"yb", 2)), 3);
   EXPECT_EQ(view.ContainsChar(CREFString(L"q", 1)), E_FAIL);
   EXPECT_EQ(view.ContainsChar(CREFString()), E_FAIL);

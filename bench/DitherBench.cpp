@@ -1,11 +1,12 @@
-// The dithers and ApplyMask per frame, beside a plain loop that reads two pictures and writes
-// one of the same size (the cost of one pass over the memory a composition touches).
+// The dithers and ApplyMask per frame, beside the reference loop of BenchSupport (the cost of
+// one pass over the memory a composition touches).
 // Run from the build folder: ./bench/kelo_bench --benchmark_filter=Dither
 #include <benchmark/benchmark.h>
 
 #include <cstring>
 #include <vector>
 
+#include "bench/BenchSupport.h"
 #include "effects/CIFObject.h"
 #include "effects/Dither.h"
 #include "effects/KeloTransitions.h"
@@ -13,21 +14,6 @@
 #include "tests/common/TestHost.h"
 
 namespace {
-
-void EnsureHost() {
-  static const bool ready = [] {
-    InitializeModule(nullptr, testhost::Global());
-    return true;
-  }();
-  (void)ready;
-}
-
-unsigned char PatternA(unsigned x, unsigned y, unsigned c) {
-  return static_cast<unsigned char>(x * 7 + y * 13 + c);
-}
-unsigned char PatternB(unsigned x, unsigned y, unsigned c) {
-  return static_cast<unsigned char>(x * 3 + y * 5 + c * 11);
-}
 
 struct Frame {
   unsigned width, height;
@@ -37,9 +23,8 @@ struct Frame {
       : width(static_cast<unsigned>(state.range(0))),
         height(static_cast<unsigned>(state.range(1))),
         bits(static_cast<int>(state.range(2))) {
-    EnsureHost();
-    from = testhost::MakePicture(width, height, bits, PatternA);
-    to = testhost::MakePicture(width, height, bits, PatternB);
+    from = bench::FramePicture(width, height, bits, 1);
+    to = bench::FramePicture(width, height, bits, 2);
   }
   std::size_t Bytes() const {
     return std::size_t{width} * height * static_cast<unsigned>(bits) / 8;
@@ -54,27 +39,8 @@ void Sizes(benchmark::internal::Benchmark* b) {
   b->Unit(benchmark::kMillisecond);
 }
 
-// Reference: out = (from + to) / 2 byte by byte into an existing picture of the same size.
-void BM_ReferenceTwoReadsOneWrite(benchmark::State& state) {
-  Frame frame(state);
-  const ComPtr<ICIF> out = testhost::MakePicture(frame.width, frame.height, frame.bits, PatternA);
-  const PlaneRows f = GetPlaneRows(frame.from.Get(), 0);
-  const PlaneRows t = GetPlaneRows(frame.to.Get(), 0);
-  const PlaneRows o = GetPlaneRows(out.Get(), 0);
-  const std::size_t rowBytes = frame.Bytes() / frame.height;
-  for (auto _ : state) {
-    for (unsigned y = 0; y < frame.height; ++y) {
-      const unsigned char* a = f.Row(y);
-      const unsigned char* b = t.Row(y);
-      unsigned char* r = o.Row(y);
-      for (std::size_t x = 0; x < rowBytes; ++x)
-        r[x] = static_cast<unsigned char>((a[x] + b[x]) >> 1);
-    }
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.Bytes() * 3));
-}
-BENCHMARK(BM_ReferenceTwoReadsOneWrite)->Apply(Sizes);
+// The memory-bound reference (two pictures read, one written) is registered beside these.
+[[maybe_unused]] const bool gReference = (bench::RegisterReference(), true);
 
 void BM_ApplyMask(benchmark::State& state) {
   Frame frame(state);

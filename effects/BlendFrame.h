@@ -27,6 +27,14 @@ class BlendRows {
   void operator()(const unsigned char* from, const unsigned char* to, unsigned char* out,
                   std::size_t count) const;
 
+  // A weight as the vector loops use it: multiplier halves and corrections as 16-bit lanes.
+  struct Lanes {
+    short high = 0, low = 0;
+    int corrections = 0;
+    short value[16] = {};
+    bool up[16] = {};
+  };
+
  private:
   // A table as (i * multiplier) >> 24 plus a few corrections of one up or down.
   struct VectorWeight {
@@ -39,11 +47,13 @@ class BlendRows {
     std::int8_t correction[kMaxCorrections] = {};  // +1 or -1
   };
   static VectorWeight FindVectorWeight(const WeightTable& table);
+  static Lanes LanesOf(const VectorWeight& weight);
 
   const WeightTable& fromTable_;
   const WeightTable& toTable_;
   BlendSum sum_;
   VectorWeight fromVector_, toVector_;
+  Lanes fromLanes_, toLanes_;
 };
 
 // The dissolves' DoTransition with their two weights; always S_OK.

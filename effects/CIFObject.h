@@ -44,6 +44,24 @@ inline std::int32_t TruncInt(double value) {
   return static_cast<std::int32_t>(value);
 }
 
+// Sizes and formats of a transition's two pictures, read in the frame's order: from's format,
+// then to's (both write the format code and third value, so to's are the ones kept), then
+// from's size and to's.
+struct TransitionShape {
+  int fromBits = 0, toBits = 0, format = 0, formatC = 0;
+  unsigned fromWidth = 0, fromHeight = 0, fromPlanes = 0;
+  unsigned width = 0, height = 0, planes = 0;
+  bool SizesDiffer() const { return fromWidth != width || fromHeight != height; }
+};
+inline TransitionShape ReadTransitionShape(ICIF* from, ICIF* to) {
+  TransitionShape shape;
+  from->GetFormat(&shape.fromBits, &shape.format, &shape.formatC);
+  to->GetFormat(&shape.toBits, &shape.format, &shape.formatC);
+  from->GetSize(&shape.fromWidth, &shape.fromHeight, &shape.fromPlanes);
+  to->GetSize(&shape.width, &shape.height, &shape.planes);
+  return shape;
+}
+
 // `from` resampled to width x height through a "CIFTransform" made for the one call
 // (constants 0 and 1), or null when the host gives nothing.
 ICIF* ResampleTo(ICIF* from, unsigned width, unsigned height);

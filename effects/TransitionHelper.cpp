@@ -158,20 +158,15 @@ void MaskRow24To32(const unsigned char* mask, const unsigned char* from, const u
 
 HRESULT CTransitionHelper::ApplyMask(ICIF* from, ICIF* to, ICIF* mask, ICIF** out) {
   if (from == nullptr || to == nullptr || mask == nullptr || out == nullptr) return E_INVALIDARG;
-  // Both format queries write the same format variables; to's values are the ones kept.
-  int fromBits = 0, toBits = 0, format = 0, formatC = 0;
-  from->GetFormat(&fromBits, &format, &formatC);
-  to->GetFormat(&toBits, &format, &formatC);
-  unsigned fromWidth = 0, fromHeight = 0, fromPlanes = 0;
-  unsigned width = 0, height = 0, planes = 0;
-  from->GetSize(&fromWidth, &fromHeight, &fromPlanes);
-  to->GetSize(&width, &height, &planes);
+  const TransitionShape shape = ReadTransitionShape(from, to);
+  const int fromBits = shape.fromBits, toBits = shape.toBits;
+  const unsigned width = shape.width, height = shape.height, planes = shape.planes;
   unsigned maskWidth = 0, maskHeight = 0, maskPlanes = 0;
   mask->GetSize(&maskWidth, &maskHeight, &maskPlanes);
   if (maskWidth < width || maskHeight < height) return E_INVALIDARG;
 
   ICIF* resized = nullptr;
-  if (fromWidth != width || fromHeight != height) {
+  if (shape.SizesDiffer()) {
     resized = ResampleTo(from, width, height);
     if (resized == nullptr) return E_FAIL;
     from = resized;
@@ -181,7 +176,7 @@ HRESULT CTransitionHelper::ApplyMask(ICIF* from, ICIF* to, ICIF* mask, ICIF** ou
     if (resized != nullptr) resized->Release();
     return E_FAIL;
   }
-  result->Create(width, height, 1, toBits, format);
+  result->Create(width, height, 1, toBits, shape.format);
 
   using RowFunction = void (*)(const unsigned char*, const unsigned char*, const unsigned char*,
                                unsigned char*, std::size_t);

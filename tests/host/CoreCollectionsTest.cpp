@@ -1,6 +1,7 @@
 // The global component collection, component strings and component collections, driven through
 // the static library as a program that links it would (modules load from ./_binARM64).
 #include <array>
+#include <atomic>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -16,6 +17,7 @@
 namespace {
 
 using coretest::CoreTest;
+using coretest::Make;
 using coretest::Str;
 using coretest::Text;
 using host::core::GlobalComponentCollection;
@@ -33,13 +35,19 @@ std::vector<ManifestRow> ReadManifest() {
     if (line.empty() || line[0] == '#') continue;
     std::istringstream fields(line);
     std::string name, module, kind;
-    std::getline(fields, name, '\t');
-    std::getline(fields, module, '\t');
-    std::getline(fields, kind, '\t');
+    std::getline(std::getline(std::getline(fields, name, '\t'), module, '\t'), kind, '\t');
     rows.push_back(
         {host::WideFromUtf8(name), host::WideFromUtf8(module), host::WideFromUtf8(kind)});
   }
   return rows;
+}
+
+// The names of the manifest's components of `kind`, in order.
+std::vector<std::wstring> ManifestNamesOfKind(std::wstring_view kind) {
+  std::vector<std::wstring> names;
+  for (const ManifestRow& row : ReadManifest())
+    if (row.kind == kind) names.push_back(row.name);
+  return names;
 }
 
 ComPtr<IComponentCollection> Global() {
@@ -49,56 +57,48 @@ ComPtr<IComponentCollection> Global() {
   return global;
 }
 
-ComPtr<IComponentCollection> NewCollection() {
-  ComPtr<IComponentCollection> collection;
-  EXPECT_EQ(Global()->CreateByName(RefView(L"ComponentCollection"), &IComponentCollection::kIID,
-                                   collection.PutVoid()),
-            S_OK);
-  return collection;
+std::wstring TextOf(IComponentString* component, int which) {
+  ComPtr<IString> text;
+  if (Failed(component->GetText(which, text.Put()))) return L"<failed>";
+  return Text(text.Get());
 }
 
-std::wstring ItemName(IComponentCollection* collection, int index) {
+ComPtr<IComponentString> Item(IComponentCollection* collection, int index) {
   ComPtr<IUnknown> item;
-  if (Failed(collection->GetItem(index, item.Put()))) return L"<none>";
-  auto component = item.As<IComponentString>();
-  ComPtr<IString> name;
-  if (!component || Failed(component->GetText(kComponentName, name.Put()))) return L"<none>";
-  return Text(name.Get());
+  collection->GetItem(index, item.Put());
+  return item.As<IComponentString>();
+}
+
+int Count(IComponentCollection* collection) {
+  int count = -1;
+  collection->GetCount(&count);
+  return count;
 }
 
 TEST_F(CoreTest, GlobalCollectionKnowsEveryManifestLine) {
   const std::vector<ManifestRow> rows = ReadManifest();
   ASSERT_FALSE(rows.empty()) << "no manifest in ./_binARM64";
   auto global = Global();
-  int count = 0;
-  ASSERT_EQ(global->GetCount(&count), S_OK);
-  EXPECT_EQ(count, static_cast<int>(rows.size()));
+  ASSERT_EQ(Count(global.Get()), static_cast<int>(rows.size()));
   for (std::size_t i = 0; i < rows.size(); ++i) {
     int index = -1;
-    ASSERT_EQ(global->Find(Str(rows[i].name).Get(), &index), S_OK) << Text(Str(rows[i].name).Get());
+    ASSERT_EQ(global->Find(Str(rows[i].name).Get(), &index), S_OK) << rows[i].name;
     EXPECT_EQ(index, static_cast<int>(i));
-    ComPtr<IUnknown> item;
-    ASSERT_EQ(global->GetItem(index, item.Put()), S_OK);
-    auto component = item.As<IComponentString>();
+    auto component = Item(global.Get(), index);
     ASSERT_TRUE(component);
-    ComPtr<IString> name, kind, module;
-    component->GetText(kComponentName, name.Put());
-    component->GetText(kComponentKind, kind.Put());
-    component->GetText(kComponentModule, module.Put());
-    EXPECT_EQ(Text(name.Get()), rows[i].name);
-    EXPECT_EQ(Text(kind.Get()), rows[i].kind);
-    EXPECT_EQ(Text(module.Get()), rows[i].module);
+    EXPECT_EQ(TextOf(component.Get(), kComponentName), rows[i].name);
+    EXPECT_EQ(TextOf(component.Get(), kComponentKind), rows[i].kind);
+    EXPECT_EQ(TextOf(component.Get(), kComponentModule), rows[i].module);
   }
   ComPtr<IUnknown> none;
-  EXPECT_EQ(global->GetItem(count, none.Put()), E_INVALIDARG);
+  EXPECT_EQ(global->GetItem(static_cast<int>(rows.size()), none.Put()), E_INVALIDARG);
   EXPECT_EQ(global->GetItem(-1, none.Put()), E_INVALIDARG);
   EXPECT_FALSE(none);
 }
 
 TEST_F(CoreTest, GlobalCollectionIsOnePerProcessAndFixed) {
   auto first = Global();
-  auto second = Global();
-  EXPECT_EQ(first.Get(), second.Get());
+  EXPECT_EQ(first.Get(), Global().Get());
   // Through the module's own entry table as well.
   ComponentFactory factory = nullptr;
   ASSERT_EQ(host::FindComponentFactory(host::core::Components(),
@@ -108,7 +108,6 @@ TEST_F(CoreTest, GlobalCollectionIsOnePerProcessAndFixed) {
   IID iid = kIID_IUnknown;
   ASSERT_EQ(factory(nullptr, &iid, third.PutVoid()), S_OK);
   EXPECT_EQ(third.Get(), first.As<IUnknown>().Get());
-
   EXPECT_EQ(first->Add(Str(L"x").Get()), E_NOTIMPL);
   EXPECT_EQ(first->Remove(0), E_NOTIMPL);
   EXPECT_EQ(first->RemoveAll(), E_NOTIMPL);
@@ -117,9 +116,7 @@ TEST_F(CoreTest, GlobalCollectionIsOnePerProcessAndFixed) {
   ComPtr<IComponentString> entry;
   ASSERT_EQ(first->CreateByName(RefView(L"Variant"), nullptr, entry.PutVoid()), S_OK);
   EXPECT_EQ(entry->SetText(kComponentName, RefView(L"Other")), E_FAIL);
-  ComPtr<IString> name;
-  entry->GetText(kComponentName, name.Put());
-  EXPECT_EQ(Text(name.Get()), L"Variant");
+  EXPECT_EQ(TextOf(entry.Get(), kComponentName), L"Variant");
 }
 
 TEST_F(CoreTest, CreateByNameGivesTheEntryOrANewInstance) {
@@ -129,13 +126,8 @@ TEST_F(CoreTest, CreateByNameGivesTheEntryOrANewInstance) {
   ASSERT_EQ(global->CreateByName(RefView(L"CreatableString"), nullptr, entry.PutVoid()), S_OK);
   int index = -1;
   ASSERT_EQ(global->Find(Str(L"CreatableString").Get(), &index), S_OK);
-  ComPtr<IUnknown> item;
-  global->GetItem(index, item.Put());
-  EXPECT_EQ(item.As<IComponentString>().Get(), entry.Get());
-
-  ComPtr<IString> a, b;
-  ASSERT_EQ(global->CreateByName(RefView(L"CreatableString"), &IString::kIID, a.PutVoid()), S_OK);
-  ASSERT_EQ(global->CreateByName(RefView(L"CreatableString"), &IString::kIID, b.PutVoid()), S_OK);
+  EXPECT_EQ(Item(global.Get(), index).Get(), entry.Get());
+  auto a = Make<IString>(L"CreatableString"), b = Make<IString>(L"CreatableString");
   ASSERT_TRUE(a && b);
   EXPECT_NE(a.Get(), b.Get());
   // An identity the component does not answer.
@@ -146,29 +138,18 @@ TEST_F(CoreTest, CreateByNameGivesTheEntryOrANewInstance) {
 }
 
 TEST_F(CoreTest, CreateByNameLoadsTheModuleNamedInTheManifest) {
-  auto global = Global();
-  ComPtr<IKeloTransition> transition;
-  ASSERT_EQ(global->CreateByName(RefView(L"DissolveTransition"), &IKeloTransition::kIID,
-                                 transition.PutVoid()),
-            S_OK);
+  auto transition = Make<IKeloTransition>(L"DissolveTransition");
   ASSERT_TRUE(transition);
   auto info = transition.As<IObjectInfo>();
   ASSERT_TRUE(info);
   tagREFString name{};
   ASSERT_EQ(info->GetName(0, &name), S_OK);
   EXPECT_EQ(host::ViewOf(name), L"DissolveTransition");
-
   // Attach describes an existing object from its name and the manifest.
-  ComPtr<IComponentString> component;
-  ASSERT_EQ(global->CreateByName(RefView(L"ComponentString"), &IComponentString::kIID,
-                                 component.PutVoid()),
-            S_OK);
+  auto component = Make<IComponentString>(L"ComponentString");
   ASSERT_EQ(component->Attach(transition.Get()), S_OK);
-  ComPtr<IString> kind, module;
-  component->GetText(kComponentKind, kind.Put());
-  component->GetText(kComponentModule, module.Put());
-  EXPECT_EQ(Text(kind.Get()), kTransitionKind);
-  EXPECT_EQ(Text(module.Get()), L"KeloTransitions");
+  EXPECT_EQ(TextOf(component.Get(), kComponentKind), kTransitionKind);
+  EXPECT_EQ(TextOf(component.Get(), kComponentModule), L"KeloTransitions");
   ComPtr<IKeloTransition> another;
   ASSERT_EQ(component->CreateInstance(IKeloTransition::kIID, another.PutVoid()), S_OK);
   EXPECT_NE(another.Get(), transition.Get());
@@ -190,39 +171,29 @@ TEST_F(CoreTest, UnknownNamesAndModulesFailCleanly) {
   EXPECT_EQ(global->Find(Str(L"NoSuchComponent").Get(), &index), E_FAIL);
   EXPECT_EQ(index, -1);
   EXPECT_EQ(global->Find(nullptr, &index), E_INVALIDARG);
-
   // A component string naming a module that does not exist, or a path instead of a module.
-  const std::array<std::wstring_view, 4> modules = {
-      L"NoSuchModule", L"../_binARM64/KeloTransitions", L"/tmp/x", L""};
-  for (std::wstring_view module : modules) {
-    ComPtr<IComponentString> component;
-    ASSERT_EQ(global->CreateByName(RefView(L"ComponentString"), &IComponentString::kIID,
-                                   component.PutVoid()),
-              S_OK);
+  for (std::wstring_view module :
+       {L"NoSuchModule", L"../_binARM64/KeloTransitions", L"/tmp/x", L""}) {
+    auto component = Make<IComponentString>(L"ComponentString");
     component->SetText(kComponentName, RefView(L"DissolveTransitionX"));
     component->SetText(kComponentModule, RefView(module));
     ComPtr<IUnknown> object;
-    EXPECT_EQ(component->CreateInstance(kIID_IUnknown, object.PutVoid()), E_FAIL);
+    EXPECT_EQ(component->CreateInstance(kIID_IUnknown, object.PutVoid()), E_FAIL)
+        << std::wstring(module);
     EXPECT_FALSE(object);
   }
 }
 
 TEST_F(CoreTest, ComponentStringTextsAndFactoryOrder) {
-  ComPtr<IComponentString> component;
-  IID iid = IComponentString::kIID;
-  ASSERT_EQ(Global()->CreateByName(RefView(L"ComponentString"), &iid, component.PutVoid()), S_OK);
-  for (int kind : {kComponentName, kComponentKind, kComponentModule}) {
-    ComPtr<IString> text;
-    ASSERT_EQ(component->GetText(kind, text.Put()), S_OK);
-    EXPECT_EQ(Text(text.Get()), L"");
-  }
+  auto component = Make<IComponentString>(L"ComponentString");
+  for (int kind : {kComponentName, kComponentKind, kComponentModule})
+    EXPECT_EQ(TextOf(component.Get(), kind), L"") << kind;
   ComPtr<IString> text;
   EXPECT_EQ(component->GetText(3, text.Put()), E_INVALIDARG);
   EXPECT_EQ(component->SetText(3, RefView(L"x")), E_INVALIDARG);
   EXPECT_EQ(component->SetText(kComponentName, tagREFString{2, nullptr}), E_INVALIDARG);
   ComPtr<IUnknown> nothing;
   EXPECT_EQ(component->CreateInstance(kIID_IUnknown, nothing.PutVoid()), E_FAIL);
-
   // The way the transitions module describes a fallback component: module "Collections".
   component->SetText(kComponentModule, RefView(L"Collections"));
   component->SetText(kComponentName, RefView(L"Variant"));
@@ -239,60 +210,44 @@ TEST_F(CoreTest, ComponentStringTextsAndFactoryOrder) {
   ComPtr<IKeloTransition> transition;
   ASSERT_EQ(component->CreateInstance(IKeloTransition::kIID, transition.PutVoid()), S_OK);
   // A name the manifest does not know goes to the module of kind 4, which refuses it.
-  ComPtr<IComponentString> viaModule;
-  ASSERT_EQ(Global()->CreateByName(RefView(L"ComponentString"), &iid, viaModule.PutVoid()), S_OK);
-  viaModule->SetText(kComponentModule, RefView(L"KeloTransitions"));
-  viaModule->SetText(kComponentName, RefView(L"dissolvetransition"));
-  ComPtr<IKeloTransition> dissolve;
-  EXPECT_EQ(viaModule->CreateInstance(IKeloTransition::kIID, dissolve.PutVoid()), E_FAIL);
+  component->SetText(kComponentModule, RefView(L"KeloTransitions"));
+  component->SetText(kComponentName, RefView(L"dissolvetransition"));
+  EXPECT_EQ(component->CreateInstance(IKeloTransition::kIID, transition.PutVoid()), E_FAIL);
 }
 
-TEST_F(CoreTest, SelectKindGivesTheManifestRowsOfThatKindInOrder) {
-  std::vector<std::wstring> expected;
-  for (const ManifestRow& row : ReadManifest())
-    if (row.kind == kTransitionKind) expected.push_back(row.name);
+TEST_F(CoreTest, ComponentCollectionSelectKindAddFindRemove) {
+  const std::vector<std::wstring> expected = ManifestNamesOfKind(kTransitionKind);
   ASSERT_GE(expected.size(), 2u);
-
-  auto collection = NewCollection();
+  auto collection = Make<IComponentCollection>(L"ComponentCollection");
   ASSERT_EQ(collection->Add(Str(L"not a component").Get()), E_INVALIDARG);
+  EXPECT_EQ(collection->Add(nullptr), E_INVALIDARG);
   ASSERT_EQ(collection->SelectKind(Str(kTransitionKind).Get()), S_OK);
-  int count = 0;
-  collection->GetCount(&count);
-  ASSERT_EQ(count, static_cast<int>(expected.size()));
-  for (int i = 0; i < count; ++i) EXPECT_EQ(ItemName(collection.Get(), i), expected[i]);
-  // Every selected item makes its transition.
-  for (int i = 0; i < count; ++i) {
-    ComPtr<IUnknown> item;
-    collection->GetItem(i, item.Put());
+  ASSERT_EQ(Count(collection.Get()), static_cast<int>(expected.size()));
+  // The manifest rows of that kind in order; every selected item makes its transition.
+  for (int i = 0; i < Count(collection.Get()); ++i) {
+    auto item = Item(collection.Get(), i);
+    ASSERT_TRUE(item);
+    EXPECT_EQ(TextOf(item.Get(), kComponentName), expected[i]);
     ComPtr<IKeloTransition> transition;
-    EXPECT_EQ(
-        item.As<IComponentString>()->CreateInstance(IKeloTransition::kIID, transition.PutVoid()),
-        S_OK)
-        << ItemName(collection.Get(), i);
+    EXPECT_EQ(item->CreateInstance(IKeloTransition::kIID, transition.PutVoid()), S_OK) << i;
   }
   // Selecting replaces the content.
   ASSERT_EQ(collection->SelectKind(Str(L"NoSuchKind").Get()), S_OK);
-  collection->GetCount(&count);
-  EXPECT_EQ(count, 0);
+  EXPECT_EQ(Count(collection.Get()), 0);
   EXPECT_EQ(collection->SelectKind(nullptr), E_INVALIDARG);
-}
 
-TEST_F(CoreTest, ComponentCollectionAddFindRemove) {
-  auto global = Global();
-  auto collection = NewCollection();
   for (std::wstring_view name : {L"Variant", L"CreatableString", L"SuperCollection"}) {
     ComPtr<IComponentString> entry;
-    ASSERT_EQ(global->CreateByName(RefView(name), nullptr, entry.PutVoid()), S_OK);
+    ASSERT_EQ(Global()->CreateByName(RefView(name), nullptr, entry.PutVoid()), S_OK);
     ASSERT_EQ(collection->Add(entry.Get()), S_OK);
   }
-  EXPECT_EQ(collection->Add(nullptr), E_INVALIDARG);
   int index = -1;
   ASSERT_EQ(collection->Find(Str(L"SuperCollection").Get(), &index), S_OK);
   EXPECT_EQ(index, 2);
   EXPECT_EQ(collection->Find(Str(L"Super").Get(), &index), E_FAIL);
   ASSERT_EQ(collection->Remove(0), S_OK);
   EXPECT_EQ(collection->Remove(5), E_INVALIDARG);
-  EXPECT_EQ(ItemName(collection.Get(), 0), L"CreatableString");
+  EXPECT_EQ(TextOf(Item(collection.Get(), 0).Get(), kComponentName), L"CreatableString");
   ASSERT_EQ(collection->Find(Str(L"SuperCollection").Get(), &index), S_OK);
   EXPECT_EQ(index, 1);
   // Creation by name goes to the global collection, whatever this one holds.
@@ -300,22 +255,17 @@ TEST_F(CoreTest, ComponentCollectionAddFindRemove) {
   EXPECT_EQ(collection->CreateByName(RefView(L"Variant"), &IVariant::kIID, variant.PutVoid()),
             S_OK);
   ASSERT_EQ(collection->RemoveAll(), S_OK);
-  int count = -1;
-  collection->GetCount(&count);
-  EXPECT_EQ(count, 0);
+  EXPECT_EQ(Count(collection.Get()), 0);
 }
 
 TEST_F(CoreTest, ConcurrentFirstUseOfComponentsIsSafe) {
   // Fresh component strings resolve their factory from several threads at once.
-  auto global = Global();
   std::vector<std::thread> threads;
   std::atomic<int> made{0};
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < 200; ++i) {
-        ComPtr<IComponentString> component;
-        global->CreateByName(RefView(L"ComponentString"), &IComponentString::kIID,
-                             component.PutVoid());
+        auto component = Make<IComponentString>(L"ComponentString");
         component->SetText(kComponentName, RefView(L"DissolveTransition"));
         ComPtr<IKeloTransition> transition;
         if (component->CreateInstance(IKeloTransition::kIID, transition.PutVoid()) == S_OK) ++made;
@@ -328,22 +278,14 @@ TEST_F(CoreTest, ConcurrentFirstUseOfComponentsIsSafe) {
 
 TEST(CoreModule, TheSharedModuleServesTheSameComponents) {
   // The real CollectionsEx.so, loaded the way the host loads it.
-  IComponentCollection* global = testhost::Global();
-  ComPtr<IString> text;
-  ASSERT_EQ(global->CreateByName(RefView(L"CreatableString"), &IString::kIID, text.PutVoid()),
-            S_OK);
+  auto text = testhost::Create<IString>(L"CreatableString");
+  ASSERT_TRUE(text);
   ASSERT_EQ(text->SetText(3, L"abc"), S_OK);
   EXPECT_EQ(Text(text.Get()), L"abc");
-  ComPtr<IComponentCollection> collection;
-  ASSERT_EQ(global->CreateByName(RefView(L"ComponentCollection"), &IComponentCollection::kIID,
-                                 collection.PutVoid()),
-            S_OK);
+  auto collection = testhost::Create<IComponentCollection>(L"ComponentCollection");
+  ASSERT_TRUE(collection);
   ASSERT_EQ(collection->SelectKind(Str(kTransitionKind).Get()), S_OK);
-  int count = 0;
-  collection->GetCount(&count);
-  int expected = 0;
-  for (const ManifestRow& row : ReadManifest()) expected += row.kind == kTransitionKind;
-  EXPECT_EQ(count, expected);
+  EXPECT_EQ(Count(collection.Get()), static_cast<int>(ManifestNamesOfKind(kTransitionKind).size()));
 }
 
 }  // namespace

@@ -28,6 +28,18 @@ class CoreTest : public testing::Test {
   long live_ = 0;
 };
 
+// A new instance of `name` answering I, made by the global collection of the static library.
+template <class I>
+ComPtr<I> Make(std::wstring_view name) {
+  ComPtr<I> object;
+  IID iid = I::kIID;
+  EXPECT_EQ(host::core::GlobalComponentCollection::Instance()->CreateByName(RefView(name), &iid,
+                                                                            object.PutVoid()),
+            S_OK)
+      << std::wstring(name);
+  return object;
+}
+
 inline ComPtr<IString> Str(std::wstring_view text) {
   return ComPtr<IString>::Adopt(host::core::CreatableString::Make(text));
 }

@@ -1,6 +1,9 @@
 // Strings, variants and super collections of "CollectionsEx".
 #include <cmath>
+#include <cwchar>
 #include <limits>
+#include <optional>
+#include <tuple>
 
 #include "host/core/SuperCollection.h"
 #include "host/core/Variant.h"
@@ -9,22 +12,26 @@
 namespace {
 
 using coretest::CoreTest;
+using coretest::Make;
 using coretest::Str;
 using coretest::Text;
-
-ComPtr<IVariant> NewVariant() {
-  ComPtr<IVariant> variant;
-  IID iid = IVariant::kIID;
-  EXPECT_EQ(host::core::GlobalComponentCollection::Instance()->CreateByName(
-                RefView(L"Variant"), &iid, variant.PutVoid()),
-            S_OK);
-  return variant;
-}
 
 int TypeOf(IVariant* variant) {
   int type = -1;
   variant->GetType(&type);
   return type;
+}
+
+using Reading = std::tuple<int, std::optional<int>, std::optional<double>>;
+
+// The variant's type and what it reads as an integer and as a double (nothing where that fails).
+Reading Read(IVariant* variant) {
+  int integer = 0;
+  double real = 0;
+  const bool isInteger = Succeeded(variant->GetInteger(&integer));
+  const bool isDouble = Succeeded(variant->GetDouble(&real));
+  return {TypeOf(variant), isInteger ? std::optional(integer) : std::nullopt,
+          isDouble ? std::optional(real) : std::nullopt};
 }
 
 TEST_F(CoreTest, StringEditingIncludingItsOwnText) {
@@ -34,13 +41,9 @@ TEST_F(CoreTest, StringEditingIncludingItsOwnText) {
   ASSERT_EQ(string->GetBuffer(&text, &length), S_OK);
   EXPECT_EQ(length, 0);
   EXPECT_EQ(text[0], L'\0');
-
   ASSERT_EQ(string->SetText(5, L"hello world"), S_OK);
   ASSERT_EQ(string->Append(3, L"!!!"), S_OK);
-  string->GetBuffer(&text, &length);
-  EXPECT_EQ(std::wstring(text, length), L"hello!!!");
-  EXPECT_EQ(text[length], L'\0');
-
+  EXPECT_EQ(Text(string.Get()), L"hello!!!");
   // Appending itself again and again moves the buffer many times over.
   for (int i = 0; i < 10; ++i) {
     string->GetBuffer(&text, &length);
@@ -50,14 +53,12 @@ TEST_F(CoreTest, StringEditingIncludingItsOwnText) {
   ASSERT_EQ(length, 8 * 1024);
   for (int i = 0; i < length; i += 8) ASSERT_EQ(std::wstring(text + i, 8), L"hello!!!") << i;
   EXPECT_EQ(text[length], L'\0');
-
   // A piece of itself as the new text.
   ASSERT_EQ(string->SetText(3, text + 2), S_OK);
   EXPECT_EQ(Text(string.Get()), L"llo");
   string->GetBuffer(&text, &length);
   ASSERT_EQ(string->Append(2, text + 1), S_OK);
   EXPECT_EQ(Text(string.Get()), L"llolo");
-
   // Bad arguments change nothing.
   EXPECT_EQ(string->SetText(-1, L"x"), E_INVALIDARG);
   EXPECT_EQ(string->Append(2, nullptr), E_INVALIDARG);
@@ -67,56 +68,40 @@ TEST_F(CoreTest, StringEditingIncludingItsOwnText) {
   EXPECT_EQ(string->SetText(0, nullptr), S_OK);
   EXPECT_EQ(Text(string.Get()), L"");
   EXPECT_EQ(string->GetBuffer(nullptr, &length), E_INVALIDARG);
-
   // It answers both string identities.
   EXPECT_TRUE(string.As<ICreatableString>());
   EXPECT_FALSE(string.As<IVariant>());
 }
 
 TEST_F(CoreTest, VariantTypeCodesAndConversions) {
-  auto variant = NewVariant();
-  EXPECT_EQ(TypeOf(variant.Get()), kVariantEmptyOrObject);
-  int integer = 5;
-  double real = 5.0;
-  EXPECT_EQ(variant->GetInteger(&integer), E_FAIL);
-  EXPECT_EQ(variant->GetDouble(&real), E_FAIL);
-
+  auto variant = Make<IVariant>(L"Variant");
+  constexpr auto none = std::nullopt;
+  EXPECT_EQ(Read(variant.Get()), Reading(kVariantEmptyOrObject, none, none));
   variant->SetInteger(-7);
-  EXPECT_EQ(TypeOf(variant.Get()), kVariantInteger);
-  ASSERT_EQ(variant->GetDouble(&real), S_OK);
-  EXPECT_EQ(real, -7.0);
-
-  variant->SetDouble(-2.75);
-  EXPECT_EQ(TypeOf(variant.Get()), kVariantDouble);
-  ASSERT_EQ(variant->GetInteger(&integer), S_OK);
-  EXPECT_EQ(integer, -2);  // truncation toward zero
-  variant->SetDouble(3.999);
-  variant->GetInteger(&integer);
-  EXPECT_EQ(integer, 3);
-  variant->SetDouble(1e12);
-  EXPECT_EQ(variant->GetInteger(&integer), E_FAIL);
+  EXPECT_EQ(Read(variant.Get()), Reading(kVariantInteger, -7, -7.0));
+  // Doubles truncate toward zero; what no integer holds fails.
+  for (auto [value, integer] :
+       {std::pair{-2.75, std::optional(-2)}, {3.999, 3}, {-0.5, 0}, {1e12, none}, {-1e12, none}}) {
+    variant->SetDouble(value);
+    EXPECT_EQ(Read(variant.Get()), Reading(kVariantDouble, integer, value));
+  }
   variant->SetDouble(std::numeric_limits<double>::quiet_NaN());
+  int integer = 0;
   EXPECT_EQ(variant->GetInteger(&integer), E_FAIL);
-
   // Numeric strings convert; others do not.
-  auto number = Str(L" 12.5");
+  auto number = Str(L"");
   variant->SetString(number.Get());
-  EXPECT_EQ(TypeOf(variant.Get()), kVariantString);
-  ASSERT_EQ(variant->GetDouble(&real), S_OK);
-  EXPECT_EQ(real, 12.5);
-  ASSERT_EQ(variant->GetInteger(&integer), S_OK);
-  EXPECT_EQ(integer, 12);
-  number->SetText(4, L"-3e2");
-  variant->GetInteger(&integer);
-  EXPECT_EQ(integer, -300);
-  number->SetText(3, L"12x");
-  EXPECT_EQ(variant->GetDouble(&real), E_FAIL);
-  number->SetText(0, L"");
-  EXPECT_EQ(variant->GetInteger(&integer), E_FAIL);
+  for (auto [text, integer, real] : {std::tuple{L" 12.5", std::optional(12), std::optional(12.5)},
+                                     {L"-3e2", -300, -300.0},
+                                     {L"12x", none, none},
+                                     {L"", none, none}}) {
+    number->SetText(static_cast<int>(std::wcslen(text)), text);
+    EXPECT_EQ(Read(variant.Get()), Reading(kVariantString, integer, real)) << text;
+  }
 }
 
 TEST_F(CoreTest, VariantStringsAndObjects) {
-  auto variant = NewVariant();
+  auto variant = Make<IVariant>(L"Variant");
   int isString = -1;
   auto text = Str(L"abc");
   variant->SetString(text.Get());
@@ -128,7 +113,6 @@ TEST_F(CoreTest, VariantStringsAndObjects) {
   ComPtr<IUnknown> object;
   EXPECT_EQ(variant->GetObject(object.Put()), S_FALSE);
   EXPECT_FALSE(object);
-
   variant->SetInteger(42);
   variant->IsString(&isString);
   EXPECT_EQ(isString, 0);
@@ -137,9 +121,8 @@ TEST_F(CoreTest, VariantStringsAndObjects) {
   variant->SetDouble(0.5);
   ASSERT_EQ(variant->GetString(held.Put()), S_OK);
   EXPECT_EQ(Text(held.Get()), L"0.5");
-
   // An object: type 0, no string, no number.
-  auto other = NewVariant();
+  auto other = Make<IVariant>(L"Variant");
   variant->SetObject(other.Get());
   EXPECT_EQ(TypeOf(variant.Get()), kVariantEmptyOrObject);
   ASSERT_EQ(variant->GetObject(object.Put()), S_OK);
@@ -155,35 +138,29 @@ TEST_F(CoreTest, VariantStringsAndObjects) {
 }
 
 TEST_F(CoreTest, SuperCollectionEntries) {
-  ComPtr<ISuperCollection> collection;
-  IID iid = ISuperCollection::kIID;
-  ASSERT_EQ(host::core::GlobalComponentCollection::Instance()->CreateByName(
-                RefView(L"SuperCollection"), &iid, collection.PutVoid()),
-            S_OK);
+  auto collection = Make<ISuperCollection>(L"SuperCollection");
   EXPECT_TRUE(collection.As<INamedCollection>());
-
-  auto value = NewVariant();
+  auto value = Make<IVariant>(L"Variant");
   value->SetInteger(1);
   auto extra = Str(L"extra");
   ASSERT_EQ(collection->Add(Str(L"one").Get(), value.Get(), extra.Get(), 11), S_OK);
   ASSERT_EQ(collection->Add(Str(L"two").Get(), Str(L"2").Get(), nullptr, 22), S_OK);
   ASSERT_EQ(collection->Add(nullptr, nullptr, nullptr, 0), S_OK);
   // A variant holding a string serves as a name too.
-  auto variantName = NewVariant();
+  auto variantName = Make<IVariant>(L"Variant");
   variantName->SetString(Str(L"four").Get());
   ASSERT_EQ(collection->Add(variantName.Get(), nullptr, nullptr, 44), S_OK);
-
   int count = 0;
   collection->GetCount(&count);
   EXPECT_EQ(count, 4);
-  int index = -1;
-  ASSERT_EQ(collection->Find(Str(L"two").Get(), &index), S_OK);
-  EXPECT_EQ(index, 1);
-  ASSERT_EQ(collection->Find(Str(L"four").Get(), &index), S_OK);
-  EXPECT_EQ(index, 3);
-  EXPECT_EQ(collection->Find(Str(L"TWO").Get(), &index), E_FAIL);
-  EXPECT_EQ(collection->Find(Str(L"").Get(), &index), E_FAIL);
-
+  const auto find = [&](std::wstring_view name) {
+    int index = -1;
+    return Succeeded(collection->Find(Str(name).Get(), &index)) ? index : -2;
+  };
+  EXPECT_EQ(find(L"two"), 1);
+  EXPECT_EQ(find(L"four"), 3);
+  EXPECT_EQ(find(L"TWO"), -2);
+  EXPECT_EQ(find(L""), -2);
   ComPtr<IString> name;
   ASSERT_EQ(collection->GetName(0, name.Put()), S_OK);
   EXPECT_EQ(Text(name.Get()), L"one");
@@ -200,11 +177,9 @@ TEST_F(CoreTest, SuperCollectionEntries) {
   EXPECT_EQ(option, 22);
   EXPECT_EQ(collection->GetOption(4, &option), E_INVALIDARG);
   EXPECT_EQ(collection->GetValue(-1, got.Put()), E_INVALIDARG);
-
   ASSERT_EQ(collection->Remove(0), S_OK);
   EXPECT_EQ(collection->Remove(3), E_INVALIDARG);
-  ASSERT_EQ(collection->Find(Str(L"two").Get(), &index), S_OK);
-  EXPECT_EQ(index, 0);
+  EXPECT_EQ(find(L"two"), 0);
   ASSERT_EQ(collection->RemoveAll(), S_OK);
   collection->GetCount(&count);
   EXPECT_EQ(count, 0);

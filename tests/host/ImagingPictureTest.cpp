@@ -1,74 +1,79 @@
 // Pictures, the picture pool and resampling of the "Imaging" module.
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <functional>
 #include <numbers>
+#include <tuple>
 #include <vector>
 
 #include "host/imaging/BufferPool.h"
-#include "host/imaging/Components.h"
-#include "sdk/ComPtr.h"
-#include "sdk/Geometry.h"
 #include "sdk/Imaging.h"
+#include "tests/common/TestHost.h"
+#include "tests/host/ImagingTestSupport.h"
 
 namespace {
 
-template <class I>
-ComPtr<I> Make(std::wstring_view name) {
-  ComponentFactory factory = nullptr;
-  ComPtr<I> object;
-  if (Failed(host::FindComponentFactory(host::imaging::Components(), RefView(name), &factory)))
-    return object;
-  IID iid = I::kIID;
-  factory(nullptr, &iid, object.PutVoid());
-  return object;
-}
+using imagingtest::Fitted;
+using imagingtest::Make;
+using imagingtest::Point;
+using testhost::Bytes;
+using Pixel = std::vector<unsigned char>;
 
 int FormatFor(int bits) {
   return bits == 8 ? kFormatMono : bits == 24 ? kFormatRGB : kFormatRGBA;
 }
 
-struct Rows {
+// Address of byte c of pixel (x, y).
+unsigned char* At(ICIF* picture, unsigned x, unsigned y, unsigned c = 0) {
+  int bits = 0, format = 0, formatC = 0, info = 0, stride = 0;
   unsigned char* first = nullptr;
-  int stride = 0;
-  unsigned char* At(unsigned x, unsigned y, int channels) const {
-    return first + static_cast<std::ptrdiff_t>(y) * stride + x * channels;
-  }
-};
+  picture->GetFormat(&bits, &format, &formatC);
+  picture->GetPlaneLines(0, &info, &first, &stride);
+  return first + static_cast<std::ptrdiff_t>(y) * stride + x * (bits / 8) + c;
+}
 
-Rows RowsOf(ICIF* picture) {
-  Rows rows;
-  int info = 0;
-  picture->GetPlaneLines(0, &info, &rows.first, &rows.stride);
-  return rows;
+Pixel PixelAt(ICIF* picture, unsigned x, unsigned y) {
+  return {At(picture, x, y), At(picture, x + 1, y)};
 }
 
 using Pattern = std::function<unsigned char(unsigned x, unsigned y, unsigned c)>;
 
 ComPtr<ICIF> NewPicture(unsigned width, unsigned height, int bits, const Pattern& pattern) {
-  auto picture = Make<ICIFImageDIB>(L"CIFImageDIB");
-  EXPECT_EQ(picture->Create(width, height, 1, bits, FormatFor(bits)), S_OK);
-  const Rows rows = RowsOf(picture.Get());
+  auto picture = Make<ICIFImageDIB>(L"CIFImageDIB").As<ICIF>();
+  EXPECT_EQ(picture.As<ICIFImageDIB>()->Create(width, height, 1, bits, FormatFor(bits)), S_OK);
   for (unsigned y = 0; y < height; ++y)
     for (unsigned x = 0; x < width; ++x)
-      for (int c = 0; c < bits / 8; ++c) *(rows.At(x, y, bits / 8) + c) = pattern(x, y, c);
-  return picture.As<ICIF>();
+      for (int c = 0; c < bits / 8; ++c) *At(picture.Get(), x, y, c) = pattern(x, y, c);
+  return picture;
 }
 
-// Meaningful bytes of every row, concatenated.
-std::vector<unsigned char> Bytes(ICIF* picture) {
+ComPtr<ICIF> Solid(unsigned width, unsigned height, int bits, unsigned char value) {
+  return NewPicture(width, height, bits, [=](unsigned, unsigned, unsigned) { return value; });
+}
+
+unsigned char Pattern3(unsigned x, unsigned y, unsigned c) {
+  return static_cast<unsigned char>(1 + x * 11 + y * 29 + c * 3);
+}
+
+// Pattern3's pixel (x, y) at `bits` per pixel: 32 bits carry an opaque alpha.
+Pixel Pattern3Pixel(unsigned x, unsigned y, int bits) {
+  Pixel pixel{Pattern3(x, y, 0), Pattern3(x, y, 1), Pattern3(x, y, 2), 255};
+  pixel.resize(bits / 8);
+  return pixel;
+}
+
+bool Inside(unsigned x, unsigned y, unsigned left, unsigned top, unsigned width, unsigned height) {
+  return x >= left && x < left + width && y >= top && y < top + height;
+}
+
+// Expects every pixel (x, y) of `picture` to be want(x, y); stops at the first that is not.
+void ExpectPixels(ICIF* picture, const std::function<Pixel(unsigned x, unsigned y)>& want) {
   unsigned width = 0, height = 0, planes = 0;
-  int bits = 0, format = 0, formatC = 0;
   picture->GetSize(&width, &height, &planes);
-  picture->GetFormat(&bits, &format, &formatC);
-  const Rows rows = RowsOf(picture);
-  std::vector<unsigned char> bytes;
   for (unsigned y = 0; y < height; ++y)
-    bytes.insert(bytes.end(), rows.At(0, y, 0), rows.At(0, y, 0) + width * bits / 8);
-  return bytes;
+    for (unsigned x = 0; x < width; ++x)
+      ASSERT_EQ(PixelAt(picture, x, y), want(x, y)) << "at " << x << "," << y;
 }
 
 void ExpectSize(ICIF* picture, unsigned width, unsigned height, int bits) {
@@ -76,42 +81,36 @@ void ExpectSize(ICIF* picture, unsigned width, unsigned height, int bits) {
   int b = 0, format = 0, formatC = -1;
   EXPECT_EQ(picture->GetSize(&w, &h, &planes), S_OK);
   EXPECT_EQ(picture->GetFormat(&b, &format, &formatC), S_OK);
-  EXPECT_EQ(w, width);
-  EXPECT_EQ(h, height);
-  EXPECT_EQ(planes, 1u);
-  EXPECT_EQ(b, bits);
-  EXPECT_EQ(format, FormatFor(bits));
-  EXPECT_EQ(formatC, 0);
+  EXPECT_EQ(std::make_tuple(w, h, planes, b, format, formatC),
+            std::make_tuple(width, height, 1u, bits, FormatFor(bits), 0));
 }
 
-// Every test must give back every reference it took.
-class ImagingPicture : public ::testing::Test {
+// The operations most tests use, made before the fixture counts live objects.
+class ImagingPicture : public imagingtest::ImagingTest {
  protected:
-  void SetUp() override { live_ = host::LiveObjects().load(); }
-  void TearDown() override { EXPECT_EQ(host::LiveObjects().load(), live_); }
-  long live_ = 0;
+  ComPtr<ICIFTransform> transform = Make<ICIFTransform>(L"CIFTransform");
+  ComPtr<ICIFMaths> maths = Make<ICIFMaths>(L"CIFMaths");
 };
 
-TEST_F(ImagingPicture, CreateGivesAlignedRowsAndRejectsBadShapes) {
+TEST_F(ImagingPicture, CreateFillAndCopyFrom) {
   for (int bits : {8, 24, 32}) {
     auto picture = Make<ICIFImageCANVAS>(L"CIFImageCANVAS");
     ASSERT_TRUE(picture);
     ASSERT_EQ(picture->Create(101, 7, 1, bits, FormatFor(bits)), S_OK);
-    ExpectSize(picture.Get(), 101, 7, bits);
+    ExpectSize(picture.As<ICIF>().Get(), 101, 7, bits);
     int rowBytes = 0, stride = 0;
     unsigned char* first = nullptr;
     ASSERT_EQ(picture->GetPlaneLines(0, &rowBytes, &first, &stride), S_OK);
     EXPECT_EQ(rowBytes, 101 * bits / 8);
-    EXPECT_GE(stride, rowBytes);
-    EXPECT_EQ(stride % 64, 0);
+    // Rows start on 64-byte boundaries.
+    EXPECT_TRUE(stride >= rowBytes && stride % 64 == 0) << stride;
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(first) % 64, 0u);
     // Another plane fails and leaves the outputs alone.
     int info = -5, otherStride = -6;
     unsigned char* otherFirst = nullptr;
     EXPECT_EQ(picture->GetPlaneLines(1, &info, &otherFirst, &otherStride), E_INVALIDARG);
-    EXPECT_EQ(info, -5);
-    EXPECT_EQ(otherStride, -6);
-    EXPECT_EQ(otherFirst, nullptr);
+    EXPECT_EQ(std::make_tuple(info, otherFirst, otherStride),
+              std::make_tuple(-5, static_cast<unsigned char*>(nullptr), -6));
   }
   auto picture = Make<ICIFImage>(L"CIFImage");
   EXPECT_EQ(picture->Create(4, 4, 2, 24, kFormatRGB), E_INVALIDARG);
@@ -125,86 +124,68 @@ TEST_F(ImagingPicture, CreateGivesAlignedRowsAndRejectsBadShapes) {
   EXPECT_EQ(picture->Create(5, 0, 1, 8, kFormatMono), S_OK);
   EXPECT_TRUE(Bytes(picture.As<ICIF>().Get()).empty());
   // The three picture interfaces and ICIF reach the same object.
-  auto canvas = picture.As<ICIFImageCANVAS>();
   auto dib = picture.As<ICIFImageDIB>();
-  ASSERT_TRUE(canvas && dib && picture.As<ICIF>());
-  EXPECT_EQ(canvas.As<IUnknown>().Get(), dib.As<IUnknown>().Get());
-  EXPECT_EQ(picture->Reserved7(), E_NOTIMPL);
-}
+  ASSERT_TRUE(dib && picture.As<ICIF>());
+  EXPECT_EQ(picture.As<ICIFImageCANVAS>().As<IUnknown>().Get(), dib.As<IUnknown>().Get());
 
-TEST_F(ImagingPicture, FillAndCopyFrom) {
-  auto image = Make<ICIFImage>(L"CIFImage");
-  ASSERT_EQ(image->Create(33, 5, 1, 32, kFormatRGBA), S_OK);
-  ASSERT_EQ(image->Fill(0xAB), S_OK);
-  const auto filled = Bytes(image.As<ICIF>().Get());
-  EXPECT_EQ(filled, std::vector<unsigned char>(33 * 5 * 4, 0xAB));
-
-  auto source = NewPicture(17, 9, 24, [](unsigned x, unsigned y, unsigned c) {
-    return static_cast<unsigned char>(x * 7 + y * 13 + c);
-  });
-  auto copy = image.As<ICIFImageDIB>();
-  ASSERT_EQ(copy->CopyFrom(source.Get(), 0), S_OK);
-  ExpectSize(copy.As<ICIF>().Get(), 17, 9, 24);
-  EXPECT_EQ(Bytes(copy.As<ICIF>().Get()), Bytes(source.Get()));
+  ASSERT_EQ(picture->Create(33, 5, 1, 32, kFormatRGBA), S_OK);
+  ASSERT_EQ(picture->Fill(0xAB), S_OK);
+  EXPECT_EQ(Bytes(picture.As<ICIF>().Get()), Pixel(33 * 5 * 4, 0xAB));
+  auto source = NewPicture(17, 9, 24, Pattern3);
+  ASSERT_EQ(dib->CopyFrom(source.Get(), 0), S_OK);
+  ExpectSize(dib.As<ICIF>().Get(), 17, 9, 24);
+  EXPECT_EQ(Bytes(dib.As<ICIF>().Get()), Bytes(source.Get()));
   // Copying from itself changes nothing.
-  ASSERT_EQ(copy->CopyFrom(copy.As<ICIF>().Get(), 0), S_OK);
-  EXPECT_EQ(Bytes(copy.As<ICIF>().Get()), Bytes(source.Get()));
-  EXPECT_EQ(copy->CopyFrom(nullptr, 0), E_INVALIDARG);
+  ASSERT_EQ(dib->CopyFrom(dib.As<ICIF>().Get(), 0), S_OK);
+  EXPECT_EQ(Bytes(dib.As<ICIF>().Get()), Bytes(source.Get()));
+  EXPECT_EQ(dib->CopyFrom(nullptr, 0), E_INVALIDARG);
 }
 
 TEST_F(ImagingPicture, ReleasedBuffersAreReusedWithinBounds) {
-  auto& pool = host::imaging::BufferPool::Shared();
-  const std::size_t before = pool.HeldBytes();
-  unsigned char* first = nullptr;
-  {
-    auto picture = NewPicture(640, 480, 32, [](unsigned, unsigned, unsigned) { return 1; });
-    first = RowsOf(picture.Get()).first;
-  }
-  const std::size_t bytes = 640 * 4 * 480;
-  EXPECT_EQ(pool.HeldBytes(), before + bytes);
-  auto again = Make<ICIFImageDIB>(L"CIFImageDIB");
-  ASSERT_EQ(again->Create(640, 480, 1, 32, kFormatRGBA), S_OK);
-  EXPECT_EQ(RowsOf(again.As<ICIF>().Get()).first, first);
-  EXPECT_EQ(pool.HeldBytes(), before);
-  // The free list stays bounded however many buffers come back.
-  std::vector<void*> taken;
-  for (std::size_t i = 0; i < host::imaging::BufferPool::kMaxHeldBuffers + 8; ++i)
-    taken.push_back(pool.Take(64 * (i + 1)));
-  for (std::size_t i = 0; i < taken.size(); ++i) pool.Give(taken[i], 64 * (i + 1));
-  EXPECT_LE(pool.HeldBytes(), host::imaging::BufferPool::kMaxHeldBytes);
-  void* big = pool.Take(host::imaging::BufferPool::kMaxHeldBytes / 2);
-  void* bigger = pool.Take(host::imaging::BufferPool::kMaxHeldBytes / 2 + 64);
-  pool.Give(big, host::imaging::BufferPool::kMaxHeldBytes / 2);
-  pool.Give(bigger, host::imaging::BufferPool::kMaxHeldBytes / 2 + 64);
-  EXPECT_LE(pool.HeldBytes(), host::imaging::BufferPool::kMaxHeldBytes);
+  using host::imaging::BufferPool;
+  auto& pool = BufferPool::Shared();
+  // More equal buffers than the free list may hold come back: it keeps its bound in count and
+  // drops the oldest, so whatever it held before is gone.
+  const std::size_t size = std::size_t{4} << 20;
+  std::vector<void*> taken(BufferPool::kMaxHeldBuffers + 8);
+  for (void*& buffer : taken) buffer = pool.Take(size);
+  for (void* buffer : taken) pool.Give(buffer, size);
+  EXPECT_EQ(pool.HeldBytes(), BufferPool::kMaxHeldBuffers * size);
+  // Taking them again empties it; a released picture's buffer is then held, and reused.
+  for (std::size_t i = 0; i < BufferPool::kMaxHeldBuffers; ++i) taken[i] = pool.Take(size);
+  EXPECT_EQ(pool.HeldBytes(), 0u);
+  unsigned char* first = At(Solid(640, 480, 32, 1).Get(), 0, 0);
+  EXPECT_EQ(pool.HeldBytes(), 640u * 4 * 480);
+  auto again = Solid(640, 480, 32, 2);
+  EXPECT_EQ(At(again.Get(), 0, 0), first);
+  EXPECT_EQ(pool.HeldBytes(), 0u);
+  // It is bounded in bytes too.
+  for (std::size_t i = 0; i < BufferPool::kMaxHeldBuffers; ++i) pool.Give(taken[i], size);
+  for (std::size_t bytes : {BufferPool::kMaxHeldBytes / 2, BufferPool::kMaxHeldBytes / 2 + 64})
+    pool.Give(pool.Take(bytes), bytes);
+  EXPECT_LE(pool.HeldBytes(), BufferPool::kMaxHeldBytes);
 }
 
 TEST_F(ImagingPicture, ResizeSizesFormatsAndAverages) {
-  auto transform = Make<ICIFTransform>(L"CIFTransform");
-  ASSERT_TRUE(transform);
+  ASSERT_TRUE(transform && maths);
   for (int bits : {8, 24, 32}) {
     auto source = NewPicture(64, 48, bits, [](unsigned x, unsigned y, unsigned c) {
       return static_cast<unsigned char>(x * 3 + y * 5 + c * 40);
     });
-    struct Case {
-      unsigned width, height;
-    };
-    for (Case size : {Case{64, 48}, Case{32, 24}, Case{128, 96}, Case{100, 20}, Case{0, 10},
-                      Case{10, 0}, Case{1, 1}}) {
-      ICIF* out = nullptr;
-      ASSERT_EQ(transform->Resize(source.Get(), &out, size.width, size.height, 0, 1), S_OK);
-      ASSERT_NE(out, nullptr);
-      ExpectSize(out, size.width, size.height, bits);
-      if (size.width == 64 && size.height == 48) {
-        EXPECT_EQ(Bytes(out), Bytes(source.Get()));
+    const unsigned sizes[][2] = {{64, 48}, {32, 24}, {128, 96}, {100, 20},
+                                 {0, 10},  {10, 0},  {1, 1}};
+    for (auto [w, h] : sizes) {
+      ComPtr<ICIF> out;
+      ASSERT_EQ(transform->Resize(source.Get(), out.Put(), w, h, 0, 1), S_OK);
+      ASSERT_TRUE(out);
+      ExpectSize(out.Get(), w, h, bits);
+      if (w == 64 && h == 48) {
+        EXPECT_EQ(Bytes(out.Get()), Bytes(source.Get()));
       }
       // A smooth ramp stays a ramp: the middle of the result matches the source's middle.
-      if (size.width > 1 && size.height > 1) {
-        const Rows rows = RowsOf(out);
-        const int middle = *rows.At(size.width / 2, size.height / 2, bits / 8);
-        EXPECT_NEAR(middle, 32 * 3 + 24 * 5, 6) << size.width << "x" << size.height;
+      if (w > 1 && h > 1) {
+        EXPECT_NEAR(*At(out.Get(), w / 2, h / 2), 32 * 3 + 24 * 5, 6) << w << "x" << h;
       }
-      out->Release();
     }
   }
   // Halving averages each 2 x 2 block.
@@ -212,43 +193,23 @@ TEST_F(ImagingPicture, ResizeSizesFormatsAndAverages) {
   auto quads = NewPicture(4, 4, 24, [&](unsigned x, unsigned y, unsigned c) {
     return static_cast<unsigned char>(block[y % 2][x % 2] + 100 * (x / 2) + 50 * (y / 2) + c);
   });
-  ICIF* half = nullptr;
-  ASSERT_EQ(transform->Resize(quads.Get(), &half, 2, 2, 0, 1), S_OK);
-  const Rows rows = RowsOf(half);
-  for (unsigned y = 0; y < 2; ++y) {
-    for (unsigned x = 0; x < 2; ++x) {
-      for (unsigned c = 0; c < 3; ++c) EXPECT_EQ(rows.At(x, y, 3)[c], 25 + 100 * x + 50 * y + c);
-    }
-  }
-  half->Release();
-
+  ComPtr<ICIF> half;
+  ASSERT_EQ(transform->Resize(quads.Get(), half.Put(), 2, 2, 0, 1), S_OK);
+  ExpectPixels(half.Get(), [](unsigned x, unsigned y) {
+    const unsigned char v = 25 + 100 * x + 50 * y;
+    return Pixel{v, static_cast<unsigned char>(v + 1), static_cast<unsigned char>(v + 2)};
+  });
   ICIF* out = reinterpret_cast<ICIF*>(1);
   EXPECT_EQ(transform->Resize(nullptr, &out, 4, 4, 0, 1), E_INVALIDARG);
   EXPECT_EQ(out, nullptr);
   EXPECT_EQ(transform->Resize(quads.Get(), nullptr, 4, 4, 0, 1), E_INVALIDARG);
-  EXPECT_EQ(transform->Reserved3(), E_NOTIMPL);
-}
-
-// Bytes of pixel (x, y).
-std::vector<unsigned char> PixelAt(ICIF* picture, unsigned x, unsigned y) {
-  int bits = 0, format = 0, formatC = 0;
-  picture->GetFormat(&bits, &format, &formatC);
-  const unsigned char* p = RowsOf(picture).At(x, y, bits / 8);
-  return {p, p + bits / 8};
-}
-
-ComPtr<ICIF> Solid(unsigned width, unsigned height, int bits, unsigned char value) {
-  return NewPicture(width, height, bits, [=](unsigned, unsigned, unsigned) { return value; });
-}
-
-unsigned char Pattern3(unsigned x, unsigned y, unsigned c) {
-  return static_cast<unsigned char>(1 + x * 11 + y * 29 + c * 3);
 }
 
 TEST_F(ImagingPicture, SubPicturesClipAndSharePixels) {
   auto source = NewPicture(10, 8, 24, Pattern3);
   auto view = Make<ICIFSubImage>(L"CIFSubImage");
   ASSERT_TRUE(view);
+  const auto viewICIF = view.As<ICIF>();
   struct Case {
     int x, y, width, height;
     unsigned cx, cy, cw, ch;  // expected clipped rectangle
@@ -259,10 +220,8 @@ TEST_F(ImagingPicture, SubPicturesClipAndSharePixels) {
     ASSERT_EQ(view->Create(source.Get(), c.x, c.y, c.width, c.height, 0, 0), S_OK);
     unsigned w = 0, h = 0, planes = 0;
     view->GetSize(&w, &h, &planes);
-    EXPECT_EQ(w, c.cw) << c.x << "," << c.y;
-    EXPECT_EQ(h, c.ch) << c.x << "," << c.y;
+    EXPECT_EQ(std::make_pair(w, h), std::make_pair(c.cw, c.ch)) << c.x << "," << c.y;
     if (c.cw == 0 || c.ch == 0) continue;
-    const auto viewICIF = view.As<ICIF>();
     EXPECT_EQ(PixelAt(viewICIF.Get(), 0, 0), PixelAt(source.Get(), c.cx, c.cy));
     EXPECT_EQ(PixelAt(viewICIF.Get(), c.cw - 1, c.ch - 1),
               PixelAt(source.Get(), c.cx + c.cw - 1, c.cy + c.ch - 1));
@@ -270,143 +229,109 @@ TEST_F(ImagingPicture, SubPicturesClipAndSharePixels) {
   // Writing through a view of a view shows in the source, and the view keeps its source alive.
   ASSERT_EQ(view->Create(source.Get(), 2, 3, 6, 4, 0, 0), S_OK);
   auto inner = Make<ICIFSubImage>(L"CIFSubImage");
-  ASSERT_EQ(inner->Create(view.As<ICIF>().Get(), 1, 1, 2, 2, 0, 0), S_OK);
-  RowsOf(inner.As<ICIF>().Get()).At(1, 1, 3)[0] = 0xEE;
-  EXPECT_EQ(PixelAt(source.Get(), 4, 5)[0], 0xEE);
-  ICIF* raw = source.Detach();
-  raw->Release();
-  EXPECT_EQ(PixelAt(inner.As<ICIF>().Get(), 1, 1)[0], 0xEE);
+  ASSERT_EQ(inner->Create(viewICIF.Get(), 1, 1, 2, 2, 0, 0), S_OK);
+  *At(inner.As<ICIF>().Get(), 1, 1) = 0xEE;
+  EXPECT_EQ(*At(source.Get(), 4, 5), 0xEE);
+  source.Detach()->Release();
+  EXPECT_EQ(*At(inner.As<ICIF>().Get(), 1, 1), 0xEE);
   // A view cannot view itself, directly or around a loop.
   EXPECT_EQ(view->Create(inner.As<ICIF>().Get(), 0, 0, 1, 1, 0, 0), E_INVALIDARG);
-  EXPECT_EQ(view->Create(view.As<ICIF>().Get(), 0, 0, 1, 1, 0, 0), E_INVALIDARG);
+  EXPECT_EQ(view->Create(viewICIF.Get(), 0, 0, 1, 1, 0, 0), E_INVALIDARG);
   EXPECT_EQ(view->Create(nullptr, 0, 0, 1, 1, 0, 0), E_INVALIDARG);
 }
 
 TEST_F(ImagingPicture, PasteClipsAtEveryBorderAndConverts) {
-  auto maths = Make<ICIFMaths>(L"CIFMaths");
-  ASSERT_TRUE(maths);
   auto source = NewPicture(4, 3, 24, Pattern3);
-  struct Place {
-    int x, y;
-  };
-  for (const Place at : {Place{-2, -1}, Place{8, -1}, Place{-2, 6}, Place{8, 6}, Place{3, 2},
-                         Place{20, 2}, Place{-10, 2}, Place{3, -5}}) {
+  for (auto [ax, ay] :
+       {std::pair{-2, -1}, {8, -1}, {-2, 6}, {8, 6}, {3, 2}, {20, 2}, {-10, 2}, {3, -5}}) {
     auto dest = Solid(10, 8, 24, 200);
-    ASSERT_EQ(maths->Paste(dest.Get(), source.Get(), nullptr, at.x, at.y), S_OK);
-    for (unsigned y = 0; y < 8; ++y) {
-      for (unsigned x = 0; x < 10; ++x) {
-        const int sx = static_cast<int>(x) - at.x, sy = static_cast<int>(y) - at.y;
-        const bool inside = sx >= 0 && sx < 4 && sy >= 0 && sy < 3;
-        const auto expected =
-            inside ? PixelAt(source.Get(), sx, sy) : std::vector<unsigned char>{200, 200, 200};
-        ASSERT_EQ(PixelAt(dest.Get(), x, y), expected)
-            << at.x << "," << at.y << " at " << x << "," << y;
-      }
-    }
+    ASSERT_EQ(maths->Paste(dest.Get(), source.Get(), nullptr, ax, ay), S_OK);
+    SCOPED_TRACE(testing::Message() << "pasted at " << ax << "," << ay);
+    ExpectPixels(dest.Get(), [&](unsigned x, unsigned y) {
+      const int sx = static_cast<int>(x) - ax, sy = static_cast<int>(y) - ay;
+      return sx >= 0 && sx < 4 && sy >= 0 && sy < 3 ? Pattern3Pixel(sx, sy, 24) : Pixel(3, 200);
+    });
   }
   // Depths are converted: RGB gains an opaque alpha; grey fills all three colours.
   auto rgba = Solid(5, 5, 32, 9);
   ASSERT_EQ(maths->Paste(rgba.Get(), source.Get(), nullptr, 1, 1), S_OK);
-  EXPECT_EQ(
-      PixelAt(rgba.Get(), 2, 2),
-      (std::vector<unsigned char>{Pattern3(1, 1, 0), Pattern3(1, 1, 1), Pattern3(1, 1, 2), 255}));
-  EXPECT_EQ(PixelAt(rgba.Get(), 0, 0), (std::vector<unsigned char>{9, 9, 9, 9}));
-  auto grey = Solid(2, 2, 8, 77);
-  ASSERT_EQ(maths->Paste(rgba.Get(), grey.Get(), nullptr, 0, 0), S_OK);
-  EXPECT_EQ(PixelAt(rgba.Get(), 1, 1), (std::vector<unsigned char>{77, 77, 77, 255}));
+  EXPECT_EQ(PixelAt(rgba.Get(), 2, 2), Pattern3Pixel(1, 1, 32));
+  EXPECT_EQ(PixelAt(rgba.Get(), 0, 0), Pixel(4, 9));
+  ASSERT_EQ(maths->Paste(rgba.Get(), Solid(2, 2, 8, 77).Get(), nullptr, 0, 0), S_OK);
+  EXPECT_EQ(PixelAt(rgba.Get(), 1, 1), (Pixel{77, 77, 77, 255}));
   // A source overlapping its destination is read before it is overwritten.
   auto shifted = NewPicture(6, 6, 8, Pattern3);
-  const auto before = Bytes(shifted.Get());
   auto part = Make<ICIFSubImage>(L"CIFSubImage");
   part->Create(shifted.Get(), 0, 0, 4, 4, 0, 0);
   ASSERT_EQ(maths->Paste(shifted.Get(), part.As<ICIF>().Get(), nullptr, 1, 1), S_OK);
-  EXPECT_EQ(PixelAt(shifted.Get(), 4, 4)[0], before[3 * 6 + 3]);
-  EXPECT_EQ(PixelAt(shifted.Get(), 1, 1)[0], before[0]);
+  EXPECT_EQ(*At(shifted.Get(), 4, 4), Pattern3(3, 3, 0));
+  EXPECT_EQ(*At(shifted.Get(), 1, 1), Pattern3(0, 0, 0));
 }
 
 TEST_F(ImagingPicture, ClearAndCopy) {
-  auto maths = Make<ICIFMaths>(L"CIFMaths");
   auto source = NewPicture(9, 4, 32, Pattern3);
-  ICIF* copy = nullptr;
-  ASSERT_EQ(maths->Copy(&copy, source.Get(), 0, 0), S_OK);
-  ASSERT_NE(copy, nullptr);
-  ExpectSize(copy, 9, 4, 32);
-  EXPECT_EQ(Bytes(copy), Bytes(source.Get()));
-  EXPECT_NE(RowsOf(copy).first, RowsOf(source.Get()).first);
-  ASSERT_EQ(maths->Clear(copy, nullptr, 0), S_OK);
-  EXPECT_EQ(Bytes(copy), std::vector<unsigned char>(9 * 4 * 4, 0));
-  copy->Release();
+  ComPtr<ICIF> copy;
+  ASSERT_EQ(maths->Copy(copy.Put(), source.Get(), 0, 0), S_OK);
+  ASSERT_TRUE(copy);
+  ExpectSize(copy.Get(), 9, 4, 32);
+  EXPECT_EQ(Bytes(copy.Get()), Bytes(source.Get()));
+  EXPECT_NE(At(copy.Get(), 0, 0), At(source.Get(), 0, 0));
+  ASSERT_EQ(maths->Clear(copy.Get(), nullptr, 0), S_OK);
+  EXPECT_EQ(Bytes(copy.Get()), Pixel(9 * 4 * 4, 0));
   // Clearing a view clears only its rectangle; a mask picture selects pixels.
   auto view = Make<ICIFSubImage>(L"CIFSubImage");
   view->Create(source.Get(), 2, 1, 3, 2, 0, 0);
   ASSERT_EQ(maths->Clear(view.As<ICIF>().Get(), nullptr, 0), S_OK);
-  EXPECT_EQ(PixelAt(source.Get(), 2, 1), std::vector<unsigned char>(4, 0));
-  EXPECT_EQ(PixelAt(source.Get(), 4, 2), std::vector<unsigned char>(4, 0));
-  EXPECT_EQ(PixelAt(source.Get(), 5, 2)[0], Pattern3(5, 2, 0));
-  auto mask = NewPicture(9, 4, 8, [](unsigned x, unsigned, unsigned) {
-    return static_cast<unsigned char>(x == 8 ? 1 : 0);
-  });
+  auto mask = NewPicture(9, 4, 8, [](unsigned x, unsigned, unsigned) { return x == 8 ? 1 : 0; });
   ASSERT_EQ(maths->Clear(source.Get(), mask.Get(), 0), S_OK);
-  EXPECT_EQ(PixelAt(source.Get(), 8, 3), std::vector<unsigned char>(4, 0));
-  EXPECT_EQ(PixelAt(source.Get(), 7, 3)[1], Pattern3(7, 3, 1));
+  ExpectPixels(source.Get(), [](unsigned x, unsigned y) {
+    const bool cleared = Inside(x, y, 2, 1, 3, 2) || x == 8;
+    return cleared
+               ? Pixel(4, 0)
+               : Pixel{Pattern3(x, y, 0), Pattern3(x, y, 1), Pattern3(x, y, 2), Pattern3(x, y, 3)};
+  });
   EXPECT_EQ(maths->Copy(nullptr, source.Get(), 0, 0), E_INVALIDARG);
   EXPECT_EQ(maths->Clear(nullptr, nullptr, 0), E_INVALIDARG);
 }
 
-ComPtr<ITransform> Translation(double x, double y) {
+ComPtr<ITransform> Linear(std::initializer_list<std::array<double, 4>> steps) {
   auto linear = Make<ILinearTransform>(L"LinearTransform");
-  linear->Append(kLinearTranslate, 0, x, y, 0);
+  for (const auto& s : steps)
+    linear->Append(static_cast<int>(s[0]), static_cast<int>(s[1]), s[2], s[3], 0);
   return linear.As<ITransform>();
 }
 
 TEST_F(ImagingPicture, WarpDrawsWhereTheTransformSendsThePicture) {
-  auto transform = Make<ICIFTransform>(L"CIFTransform");
   auto square = NewPicture(20, 20, 24, Pattern3);
   for (int bits : {24, 32}) {
     auto canvas = Solid(100, 80, bits, 77);
-    ASSERT_EQ(transform->Warp(Translation(30, 25).Get(), square.Get(), canvas.Get(), 0, 0, 1, 1),
+    ASSERT_EQ(transform->Warp(Linear({{kLinearTranslate, 0, 30, 25}}).Get(), square.Get(),
+                              canvas.Get(), 0, 0, 1, 1),
               S_OK);
-    for (unsigned y = 0; y < 80; ++y) {
-      for (unsigned x = 0; x < 100; ++x) {
-        const bool inside = x >= 30 && x < 50 && y >= 25 && y < 45;
-        const auto pixel = PixelAt(canvas.Get(), x, y);
-        if (inside) {
-          for (unsigned c = 0; c < 3; ++c) ASSERT_EQ(pixel[c], Pattern3(x - 30, y - 25, c));
-          if (bits == 32) {
-            ASSERT_EQ(pixel[3], 255);
-          }
-        } else {
-          ASSERT_EQ(pixel, std::vector<unsigned char>(bits / 8, 77)) << x << "," << y;
-        }
-      }
-    }
+    ExpectPixels(canvas.Get(), [&](unsigned x, unsigned y) {
+      return Inside(x, y, 30, 25, 20, 20) ? Pattern3Pixel(x - 30, y - 25, bits)
+                                          : Pixel(bits / 8, 77);
+    });
   }
   // Scale then offset: the square doubles to 40 x 40 with its corner at (10, 5).
-  auto solid = Solid(20, 20, 24, 150);
   auto canvas = Solid(100, 80, 24, 77);
-  auto identity = Make<ILinearTransform>(L"LinearTransform").As<ITransform>();
-  ASSERT_EQ(transform->Warp(identity.Get(), solid.Get(), canvas.Get(), 10, 5, 2, 2), S_OK);
-  for (unsigned y = 0; y < 80; ++y)
-    for (unsigned x = 0; x < 100; ++x)
-      ASSERT_EQ(PixelAt(canvas.Get(), x, y)[1], x >= 10 && x < 50 && y >= 5 && y < 45 ? 150 : 77);
-  // The identity reproduces a picture exactly, edges included.
-  auto copy = Solid(20, 20, 24, 0);
-  ASSERT_EQ(transform->Warp(identity.Get(), square.Get(), copy.Get(), 0, 0, 1, 1), S_OK);
-  EXPECT_EQ(Bytes(copy.Get()), Bytes(square.Get()));
+  auto identity = Linear({});
+  ASSERT_EQ(
+      transform->Warp(identity.Get(), Solid(20, 20, 24, 150).Get(), canvas.Get(), 10, 5, 2, 2),
+      S_OK);
+  ExpectPixels(canvas.Get(), [](unsigned x, unsigned y) {
+    return Pixel(3, Inside(x, y, 10, 5, 40, 40) ? 150 : 77);
+  });
   // Half a turn about the centre (as the twirl builds it) turns the picture upside down.
-  auto turn = Make<ILinearTransform>(L"LinearTransform");
-  turn->Append(kLinearTranslate, 0, -10, -10, 0);
-  turn->Append(kLinearRotate, 1, std::numbers::pi, 0, 0);
-  ASSERT_EQ(transform->Warp(turn.As<ITransform>().Get(), square.Get(), copy.Get(), 10, 10, 1, 1),
-            S_OK);
-  for (unsigned y = 0; y < 20; ++y)
-    for (unsigned x = 0; x < 20; ++x)
-      ASSERT_EQ(PixelAt(copy.Get(), x, y), PixelAt(square.Get(), 19 - x, 19 - y));
+  auto turned = Solid(20, 20, 24, 0);
+  auto turn = Linear({{kLinearTranslate, 0, -10, -10}, {kLinearRotate, 1, std::numbers::pi, 0}});
+  ASSERT_EQ(transform->Warp(turn.Get(), square.Get(), turned.Get(), 10, 10, 1, 1), S_OK);
+  ExpectPixels(turned.Get(),
+               [](unsigned x, unsigned y) { return Pattern3Pixel(19 - x, 19 - y, 24); });
   // Collapsed transforms draw nothing and do not fail.
   const auto untouched = Bytes(canvas.Get());
-  auto flat = Make<ILinearTransform>(L"LinearTransform");
-  flat->Append(kLinearScale, 0, 1, 0, 0);
-  EXPECT_EQ(transform->Warp(flat.As<ITransform>().Get(), square.Get(), canvas.Get(), 0, 0, 1, 1),
+  EXPECT_EQ(transform->Warp(Linear({{kLinearScale, 0, 1, 0}}).Get(), square.Get(), canvas.Get(), 0,
+                            0, 1, 1),
             S_OK);
   EXPECT_EQ(transform->Warp(identity.Get(), square.Get(), canvas.Get(), 0, 0, 0, 1), S_OK);
   EXPECT_EQ(Bytes(canvas.Get()), untouched);
@@ -416,29 +341,28 @@ TEST_F(ImagingPicture, WarpDrawsWhereTheTransformSendsThePicture) {
 }
 
 TEST_F(ImagingPicture, PasteWithItselfAsMaskKeepsWarpedBlackPixels) {
-  auto transform = Make<ICIFTransform>(L"CIFTransform");
-  auto maths = Make<ICIFMaths>(L"CIFMaths");
   auto outgoing = Solid(40, 30, 24, 90);
-  auto black = Solid(10, 10, 24, 0);
-  ICIF* result = nullptr;
-  ASSERT_EQ(maths->Copy(&result, outgoing.Get(), 0, 0), S_OK);
-  ASSERT_EQ(maths->Clear(result, nullptr, 0), S_OK);
-  ASSERT_EQ(transform->Warp(Translation(5, 8).Get(), black.Get(), result, 0, 0, 1, 1), S_OK);
-  ASSERT_EQ(maths->Paste(result, outgoing.Get(), result, 0, 0), S_OK);
-  for (unsigned y = 0; y < 30; ++y)
-    for (unsigned x = 0; x < 40; ++x)
-      ASSERT_EQ(PixelAt(result, x, y)[0], x >= 5 && x < 15 && y >= 8 && y < 18 ? 0 : 90)
-          << x << "," << y;
+  ComPtr<ICIF> result;
+  ASSERT_EQ(maths->Copy(result.Put(), outgoing.Get(), 0, 0), S_OK);
+  ASSERT_EQ(maths->Clear(result.Get(), nullptr, 0), S_OK);
+  ASSERT_EQ(transform->Warp(Linear({{kLinearTranslate, 0, 5, 8}}).Get(), Solid(10, 10, 24, 0).Get(),
+                            result.Get(), 0, 0, 1, 1),
+            S_OK);
+  ASSERT_EQ(maths->Paste(result.Get(), outgoing.Get(), result.Get(), 0, 0), S_OK);
+  ExpectPixels(result.Get(), [](unsigned x, unsigned y) {
+    return Pixel(3, Inside(x, y, 5, 8, 10, 10) ? 0 : 90);
+  });
   // Pasting again changes nothing: everything is drawn now.
   auto other = Solid(40, 30, 24, 33);
-  ASSERT_EQ(maths->Paste(result, other.Get(), result, 0, 0), S_OK);
-  EXPECT_EQ(PixelAt(result, 0, 0)[0], 90);
+  ASSERT_EQ(maths->Paste(result.Get(), other.Get(), result.Get(), 0, 0), S_OK);
+  EXPECT_EQ(PixelAt(result.Get(), 0, 0), Pixel(3, 90));
+  EXPECT_EQ(PixelAt(result.Get(), 6, 9), Pixel(3, 0));
   // Without a record (after Finish) pixels that are all zero count as empty.
-  ASSERT_EQ(transform->Finish(result), S_OK);
-  ASSERT_EQ(maths->Paste(result, other.Get(), result, 0, 0), S_OK);
-  EXPECT_EQ(PixelAt(result, 6, 9)[0], 33);
-  EXPECT_EQ(PixelAt(result, 0, 0)[0], 90);
-  result->Release();
+  ASSERT_EQ(transform->Finish(result.Get()), S_OK);
+  ASSERT_EQ(maths->Paste(result.Get(), other.Get(), result.Get(), 0, 0), S_OK);
+  ExpectPixels(result.Get(), [](unsigned x, unsigned y) {
+    return Pixel(3, Inside(x, y, 5, 8, 10, 10) ? 33 : 90);
+  });
 }
 
 TEST_F(ImagingPicture, DeformStylesKeepAmountZeroAndRejectOthers) {
@@ -449,16 +373,14 @@ TEST_F(ImagingPicture, DeformStylesKeepAmountZeroAndRejectOthers) {
   for (int style = 0; style < 5; ++style) {
     ASSERT_EQ(deform->Deform(picture.Get(), style, 0, 0.0), S_OK);
     ASSERT_EQ(Bytes(picture.Get()), original) << style;
-    auto bent = Make<ICIFMaths>(L"CIFMaths");
-    ICIF* copy = nullptr;
-    bent->Copy(&copy, picture.Get(), 0, 0);
-    ASSERT_EQ(deform->Deform(copy, style, 0, 0.6), S_OK);
-    EXPECT_NE(Bytes(copy), original) << style;
+    ComPtr<ICIF> copy;
+    maths->Copy(copy.Put(), picture.Get(), 0, 0);
+    ASSERT_EQ(deform->Deform(copy.Get(), style, 0, 0.6), S_OK);
+    EXPECT_NE(Bytes(copy.Get()), original) << style;
+    // Radial styles keep the corners in place.
     if (style < 4) {
-      // Radial styles keep the corners in place.
-      EXPECT_NEAR(PixelAt(copy, 0, 0)[0], Pattern3(0, 0, 0), 12) << style;
+      EXPECT_NEAR(*At(copy.Get(), 0, 0), Pattern3(0, 0, 0), 12) << style;
     }
-    copy->Release();
   }
   EXPECT_EQ(deform->Deform(picture.Get(), 5, 0, 0.5), E_INVALIDARG);
   EXPECT_EQ(deform->Deform(picture.Get(), -1, 0, 0.5), E_INVALIDARG);
@@ -467,127 +389,80 @@ TEST_F(ImagingPicture, DeformStylesKeepAmountZeroAndRejectOthers) {
   EXPECT_EQ(Bytes(picture.Get()), original);
 }
 
-// A picture of another module whose rows run upwards in memory (negative stride).
+// A picture of another module whose rows run upwards in memory (negative stride): it shows the
+// rows of `stored` last to first. It lives on the stack, so its reference count is a fake.
 class BottomUpPicture final : public ICIF {
  public:
-  BottomUpPicture(unsigned width, unsigned height)
-      : width_(width), height_(height), bytes_(std::size_t{width} * 3 * height) {
-    for (unsigned y = 0; y < height; ++y)
-      for (unsigned x = 0; x < width; ++x)
-        for (unsigned c = 0; c < 3; ++c) *At(x, y, c) = Pattern3(x, y, c);
-  }
+  explicit BottomUpPicture(ComPtr<ICIF> stored) : stored_(std::move(stored)) {}
   HRESULT QueryInterface(const IID& iid, void** out) override {
     *out = iid == ICIF::kIID || iid == kIID_IUnknown ? this : nullptr;
     return *out ? S_OK : E_NOINTERFACE;
   }
   std::uint32_t AddRef() override { return 2; }
   std::uint32_t Release() override { return 1; }
-  HRESULT GetSize(unsigned* width, unsigned* height, unsigned* planes) override {
-    *width = width_;
-    *height = height_;
-    *planes = 1;
-    return S_OK;
+  HRESULT GetSize(unsigned* w, unsigned* h, unsigned* p) override {
+    return stored_->GetSize(w, h, p);
   }
-  HRESULT GetFormat(int* bits, int* format, int* formatC) override {
-    *bits = 24;
-    *format = kFormatRGB;
-    *formatC = 0;
-    return S_OK;
-  }
+  HRESULT GetFormat(int* b, int* f, int* c) override { return stored_->GetFormat(b, f, c); }
   HRESULT GetPlaneLines(unsigned plane, int* info, unsigned char** first, int* stride) override {
-    if (plane != 0) return E_INVALIDARG;
-    *info = static_cast<int>(width_ * 3);
-    *first = At(0, 0, 0);
-    *stride = -static_cast<int>(width_ * 3);
-    return S_OK;
+    unsigned width = 0, height = 0, planes = 0;
+    stored_->GetSize(&width, &height, &planes);
+    const HRESULT hr = stored_->GetPlaneLines(plane, info, first, stride);
+    if (hr == S_OK) *first = At(stored_.Get(), 0, height - 1), *stride = -*stride;
+    return hr;
   }
 
  private:
-  unsigned char* At(unsigned x, unsigned y, unsigned c) {
-    return bytes_.data() + (height_ - 1 - y) * width_ * 3 + x * 3 + c;
-  }
-  unsigned width_, height_;
-  std::vector<unsigned char> bytes_;
+  ComPtr<ICIF> stored_;
 };
 
 TEST_F(ImagingPicture, ForeignBottomUpPicturesAreReadRowByRow) {
-  BottomUpPicture foreign(12, 10);
+  BottomUpPicture foreign(NewPicture(
+      12, 10, 24, [](unsigned x, unsigned y, unsigned c) { return Pattern3(x, 9 - y, c); }));
   auto upright = NewPicture(12, 10, 24, Pattern3);
-  auto transform = Make<ICIFTransform>(L"CIFTransform");
-  auto maths = Make<ICIFMaths>(L"CIFMaths");
   for (unsigned size : {12u, 6u, 24u}) {
-    ICIF* a = nullptr;
-    ICIF* b = nullptr;
-    ASSERT_EQ(transform->Resize(&foreign, &a, size, size * 10 / 12, 0, 1), S_OK);
-    ASSERT_EQ(transform->Resize(upright.Get(), &b, size, size * 10 / 12, 0, 1), S_OK);
-    EXPECT_EQ(Bytes(a), Bytes(b)) << size;
-    a->Release();
-    b->Release();
+    ComPtr<ICIF> a, b;
+    ASSERT_EQ(transform->Resize(&foreign, a.Put(), size, size * 10 / 12, 0, 1), S_OK);
+    ASSERT_EQ(transform->Resize(upright.Get(), b.Put(), size, size * 10 / 12, 0, 1), S_OK);
+    EXPECT_EQ(Bytes(a.Get()), Bytes(b.Get())) << size;
   }
-  ICIF* copy = nullptr;
-  ASSERT_EQ(maths->Copy(&copy, &foreign, 0, 0), S_OK);
-  EXPECT_EQ(Bytes(copy), Bytes(upright.Get()));
-  ASSERT_EQ(maths->Clear(copy, nullptr, 0), S_OK);
-  ASSERT_EQ(maths->Paste(copy, &foreign, nullptr, 0, 0), S_OK);
-  EXPECT_EQ(Bytes(copy), Bytes(upright.Get()));
-  auto identity = Make<ILinearTransform>(L"LinearTransform").As<ITransform>();
-  ASSERT_EQ(maths->Clear(copy, nullptr, 0), S_OK);
-  ASSERT_EQ(transform->Warp(identity.Get(), &foreign, copy, 0, 0, 1, 1), S_OK);
-  EXPECT_EQ(Bytes(copy), Bytes(upright.Get()));
-  copy->Release();
-}
-
-using SixPoints = std::array<std::array<double, 2>, 6>;
-
-ComPtr<ITransform> Fitted(const SixPoints& source, const SixPoints& target) {
-  auto fit = Make<ITransformBestFit>(L"TransformBestFit");
-  auto points = Make<IPointsCollection>(L"PointsCollection");
-  auto targets = Make<IPointsCollection>(L"PointsCollection");
-  for (int i = 0; i < 6; ++i) {
-    points->Add(source[i][0], source[i][1], 0);
-    targets->Add(target[i][0], target[i][1], 0);
-  }
-  EXPECT_EQ(fit->Fit(points.Get(), targets.Get(), 0), S_OK);
-  return fit.As<ITransform>();
-}
-
-// The transform that the perspective turn fits for direction 0 (hinge at the top).
-ComPtr<ITransform> FittedTurn(double w, double h, double p) {
-  const double w2 = std::floor(w / 2);
-  return Fitted(
-      {{{0, 0}, {w, 0}, {w2, 0}, {0, h}, {w, h}, {w2, h}}},
-      {{{0, 0}, {w, 0}, {w2, 0}, {w2 - w * p / 2, h * p}, {w2 + w * p / 2, h * p}, {w2, h * p}}});
+  ComPtr<ICIF> copy;
+  ASSERT_EQ(maths->Copy(copy.Put(), &foreign, 0, 0), S_OK);
+  EXPECT_EQ(Bytes(copy.Get()), Bytes(upright.Get()));
+  ASSERT_EQ(maths->Clear(copy.Get(), nullptr, 0), S_OK);
+  ASSERT_EQ(maths->Paste(copy.Get(), &foreign, nullptr, 0, 0), S_OK);
+  EXPECT_EQ(Bytes(copy.Get()), Bytes(upright.Get()));
+  ASSERT_EQ(maths->Clear(copy.Get(), nullptr, 0), S_OK);
+  ASSERT_EQ(transform->Warp(Linear({}).Get(), &foreign, copy.Get(), 0, 0, 1, 1), S_OK);
+  EXPECT_EQ(Bytes(copy.Get()), Bytes(upright.Get()));
 }
 
 TEST_F(ImagingPicture, WarpThroughAFittedPerspective) {
-  auto transform = Make<ICIFTransform>(L"CIFTransform");
   auto incoming = Solid(640, 480, 24, 250);
   auto canvas = Solid(640, 480, 24, 0);
-  ASSERT_EQ(
-      transform->Warp(FittedTurn(640, 480, 0.5).Get(), incoming.Get(), canvas.Get(), 0, 0, 1, 1),
-      S_OK);
+  const double w = 640, h = 480;
+  const std::vector<Point> corners = {{0, 0}, {w, 0}, {w / 2, 0}, {0, h}, {w, h}, {w / 2, h}};
+  // The perspective turn for direction 0 (hinge at the top) at progress p.
+  const auto turn = [&](double p) {
+    const double q = w * p / 2, y = h * p;
+    return Fitted(corners,
+                  {{0, 0}, {w, 0}, {w / 2, 0}, {w / 2 - q, y}, {w / 2 + q, y}, {w / 2, y}});
+  };
+  ASSERT_EQ(transform->Warp(turn(0.5).Get(), incoming.Get(), canvas.Get(), 0, 0, 1, 1), S_OK);
   // The moving edge lies at y = 240 from x = 160 to 480; the hinge keeps the full top edge.
-  auto drawn = [&](unsigned x, unsigned y) { return PixelAt(canvas.Get(), x, y)[0] == 250; };
-  EXPECT_TRUE(drawn(0, 0));
-  EXPECT_TRUE(drawn(639, 0));
-  EXPECT_TRUE(drawn(320, 238));
-  EXPECT_TRUE(drawn(163, 238));
-  EXPECT_TRUE(drawn(476, 238));
-  EXPECT_FALSE(drawn(320, 241));
-  EXPECT_FALSE(drawn(155, 238));
-  EXPECT_FALSE(drawn(485, 238));
-  EXPECT_FALSE(drawn(2, 230));
-  // At progress 0 the picture collapses onto a point: nothing is drawn.
+  for (auto [x, y] : {std::pair{0u, 0u}, {639u, 0u}, {320u, 238u}, {163u, 238u}, {476u, 238u}})
+    EXPECT_EQ(*At(canvas.Get(), x, y), 250) << x << "," << y;
+  for (auto [x, y] : {std::pair{320u, 241u}, {155u, 238u}, {485u, 238u}, {2u, 230u}})
+    EXPECT_NE(*At(canvas.Get(), x, y), 250) << x << "," << y;
+  // At progress 0 the picture collapses onto a point, and half way through a flip it is edge-on,
+  // collapsed onto the centre line: nothing is drawn.
   auto empty = Solid(640, 480, 24, 0);
-  ASSERT_EQ(
-      transform->Warp(FittedTurn(640, 480, 0.0).Get(), incoming.Get(), empty.Get(), 0, 0, 1, 1),
-      S_OK);
-  // Half way through a flip the picture is edge-on, collapsed onto the centre line.
-  const double w = 640, h = 480, a = w / 2, b = h / 2;
-  auto edgeOn = Fitted({{{0, 0}, {w, 0}, {w / 2, 0}, {0, h}, {w, h}, {w / 2, h}}},
-                       {{{a, b}, {w - a, b}, {w / 2, b}, {0, h - b}, {w, h - b}, {w / 2, h - b}}});
+  ASSERT_EQ(transform->Warp(turn(0.0).Get(), incoming.Get(), empty.Get(), 0, 0, 1, 1), S_OK);
+  const double a = w / 2, b = h / 2;
+  auto edgeOn =
+      Fitted(corners, {{a, b}, {w - a, b}, {w / 2, b}, {0, h - b}, {w, h - b}, {w / 2, h - b}});
   ASSERT_EQ(transform->Warp(edgeOn.Get(), incoming.Get(), empty.Get(), 0, 0, 1, 1), S_OK);
-  EXPECT_EQ(Bytes(empty.Get()), std::vector<unsigned char>(640 * 480 * 3, 0));
+  EXPECT_EQ(Bytes(empty.Get()), Pixel(640 * 480 * 3, 0));
 }
 
 }  // namespace

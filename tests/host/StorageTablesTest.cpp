@@ -1,8 +1,6 @@
 // The string tables shipped with the host, their file format, and the registry.
 #include <sys/stat.h>
 
-#include <map>
-
 #include "host/storage/Registry.h"
 #include "host/storage/RegistryStore.h"
 #include "host/storage/StringTable.h"
@@ -16,9 +14,9 @@ namespace {
 using coretest::CoreTest;
 using coretest::Str;
 using coretest::Text;
+using host::storage::RegistryStore;
 using storagetest::ReadFile;
 using storagetest::ScratchFolder;
-using storagetest::WriteFile;
 
 // The text of `key` in table `table`, through the real module as the effects reach it.
 std::wstring Lookup(IStringTable* strings, std::wstring_view table, std::wstring_view key) {
@@ -30,35 +28,39 @@ std::wstring Lookup(IStringTable* strings, std::wstring_view table, std::wstring
   return Text(text.Get());
 }
 
+// The value of a registry key, or "<unset>".
+std::wstring Get(RegistryStore& store, std::wstring_view section, std::wstring_view key) {
+  std::wstring value;
+  return Succeeded(store.Get(section, key, &value)) ? value : L"<unset>";
+}
+
+HRESULT Set(RegistryStore& store, std::wstring_view section, std::wstring_view key,
+            const std::wstring& value) {
+  return store.Set(section, key, &value);
+}
+
 TEST(StorageTables, ShippedTablesHoldTheEffectsTexts) {
   auto strings = testhost::Create<IStringTable>(L"StringTable");
   ASSERT_TRUE(strings);
-  const std::map<std::pair<std::wstring, std::wstring>, std::wstring> expected = {
-      {{L"KeloTransitionTexts", L"11"}, L"Top|Right|Bottom|Left"},
-      {{L"KeloTransitionTexts", L"12"}, L"Cover|Push|Crush"},
-      {{L"ShutterBandsTransition", L"1"}, L"Direction"},
-      {{L"ShutterBandsTransition", L"2"}, L"Bands"},
-      {{L"ShutterBandsTransition", L"4"}, L"Style"},
-      {{L"ShutterBandsTransition", L"11"}, L"Horizontal|Vertical"},
-      {{L"ShutterBandsTransition", L"41"},
-       L"From band end|From band start|From both borders|From band middle"},
-      {{L"ShutterBandsTransition", L"51"}, L"Cover|Push"},
-      {{L"CoverTransition", L"1"}, L"Direction"},
-      {{L"CoverTransition", L"2"}, L"Style"},
-      {{L"CounterBandsTransition", L"1"}, L"Direction"},
-      {{L"CounterBandsTransition", L"2"}, L"Bands"},
-      {{L"CounterBandsTransition", L"5"}, L"Style"},
-      {{L"FlipTransition", L"1"}, L"Direction"},
-      {{L"PerspectiveTurnTransition", L"1"}, L"Direction"},
-      {{L"TwirlTransition", L"1"}, L"Revolutions"},
-      {{L"DeformTransition", L"1"}, L"Outgoing style"},
-      {{L"DeformTransition", L"2"}, L"Incoming style"},
-  };
-  for (const auto& [where, text] : expected)
-    EXPECT_EQ(Lookup(strings.Get(), where.first, where.second), text)
-        << std::string(where.first.begin(), where.first.end());
-  EXPECT_EQ(Lookup(strings.Get(), L"CoverTransition", L"3"), L"<no key>");
-  EXPECT_EQ(Lookup(strings.Get(), L"FlipTransition", L"11"), L"<no key>");
+  // Each table's "key=text" lines as the effects need them ("<no key>": must not be there).
+  const std::pair<std::wstring_view, std::vector<std::wstring_view>> expected[] = {
+      {L"KeloTransitionTexts", {L"11=Top|Right|Bottom|Left", L"12=Cover|Push|Crush"}},
+      {L"ShutterBandsTransition",
+       {L"1=Direction", L"2=Bands", L"4=Style", L"11=Horizontal|Vertical", L"51=Cover|Push",
+        L"41=From band end|From band start|From both borders|From band middle"}},
+      {L"CoverTransition", {L"1=Direction", L"2=Style", L"3=<no key>"}},
+      {L"CounterBandsTransition", {L"1=Direction", L"2=Bands", L"5=Style"}},
+      {L"FlipTransition", {L"1=Direction", L"11=<no key>"}},
+      {L"PerspectiveTurnTransition", {L"1=Direction"}},
+      {L"TwirlTransition", {L"1=Revolutions"}},
+      {L"DeformTransition", {L"1=Outgoing style", L"2=Incoming style"}}};
+  for (const auto& [table, lines] : expected) {
+    for (std::wstring_view line : lines) {
+      const std::size_t equals = line.find(L'=');
+      EXPECT_EQ(Lookup(strings.Get(), table, line.substr(0, equals)), line.substr(equals + 1))
+          << std::wstring(table) << " " << std::wstring(line);
+    }
+  }
 }
 
 TEST_F(CoreTest, StringTableRefusesUnknownTablesAndKeys) {
@@ -68,7 +70,7 @@ TEST_F(CoreTest, StringTableRefusesUnknownTablesAndKeys) {
   EXPECT_EQ(index, -1);
   for (std::wstring_view name : {L"NoSuchTable", L"", L"../_binARM64/KeloTransitionTexts",
                                  L"/etc/passwd", L".hidden", L"components.manifest"})
-    EXPECT_EQ(strings->Open(Str(name).Get()), E_FAIL) << std::wstring(name).size();
+    EXPECT_EQ(strings->Open(Str(name).Get()), E_FAIL) << std::wstring(name);
   EXPECT_EQ(strings->Open(nullptr), E_INVALIDARG);
   ASSERT_EQ(strings->Open(Str(L"KeloTransitionTexts").Get()), S_OK);
   // A failed open keeps the table that was open.
@@ -83,15 +85,9 @@ TEST_F(CoreTest, StringTableRefusesUnknownTablesAndKeys) {
 
 TEST(StorageTables, TableFileFormat) {
   const auto table = host::storage::TextTable::Parse(
-      "\xEF\xBB\xBF# comment = not an entry\r\n"
-      "\n"
-      "  7 =  Seven days  \r\n"
-      "line without equals sign\n"
-      "8=a\\nb\\tc\\\\d\\x\n"
-      "7 = ignored, the first line wins\n"
-      "9=\xC3\xA9t\xC3\xA9|=x\n"
-      "=no key\n"
-      "10=");
+      "\xEF\xBB\xBF# comment = not an entry\r\n\n  7 =  Seven days  \r\nline without equals sign\n"
+      "8=a\\nb\\tc\\\\d\\x\n7 = ignored, the first line wins\n9=\xC3\xA9t\xC3\xA9|=x\n=no "
+      "key\n10=");
   ASSERT_EQ(table->Count(), 4);
   EXPECT_EQ(table->Text(table->Find(L"7")), L"Seven days");
   EXPECT_EQ(table->Text(table->Find(L"8")), L"a\nb\tc\\d\\x");
@@ -104,24 +100,16 @@ TEST(StorageTables, TableFileFormat) {
 TEST(StorageRegistry, PersistsKeepsCommentsAndQuotes) {
   ScratchFolder folder;
   const std::string path = folder.File("registry.ini");
-  WriteFile(path,
-            "; settings of the host\n"
-            "[Workspace]\n"
-            "Theme = dark   \n"
-            "\n"
-            "[Mappings]\n"
-            "# pictures live here\n"
-            "Pictures=/data/pictures\n");
+  storagetest::WriteFile(path,
+                         "; settings of the host\n[Workspace]\nTheme = dark   \n\n[Mappings]\n"
+                         "# pictures live here\nPictures=/data/pictures\n");
   {
-    host::storage::RegistryStore store(path);
-    std::wstring value;
-    ASSERT_EQ(store.Get(L"workspace", L"THEME", &value), S_OK);  // names ignore case
-    EXPECT_EQ(value, L"dark");
-    const std::wstring spaced = L"  two  ", quoted = L"\"q\"", path2 = L"/data/movies";
-    ASSERT_EQ(store.Set(L"Workspace", L"Padding", &spaced), S_OK);
-    ASSERT_EQ(store.Set(L"Workspace", L"Quoted", &quoted), S_OK);
-    ASSERT_EQ(store.Set(L"Mappings", L"Movies", &path2), S_OK);
-    ASSERT_EQ(store.Set(L"New Section", L"Key", &path2), S_OK);
+    RegistryStore store(path);
+    EXPECT_EQ(Get(store, L"workspace", L"THEME"), L"dark");  // names ignore case
+    ASSERT_EQ(Set(store, L"Workspace", L"Padding", L"  two  "), S_OK);
+    ASSERT_EQ(Set(store, L"Workspace", L"Quoted", L"\"q\""), S_OK);
+    ASSERT_EQ(Set(store, L"Mappings", L"Movies", L"/data/movies"), S_OK);
+    ASSERT_EQ(Set(store, L"New Section", L"Key", L"/data/movies"), S_OK);
     ASSERT_EQ(store.Set(L"Mappings", L"pictures", nullptr), S_OK);  // removes
   }
   const std::string file = ReadFile(path);
@@ -130,92 +118,86 @@ TEST(StorageRegistry, PersistsKeepsCommentsAndQuotes) {
   EXPECT_NE(file.find("Theme = dark   \n"), std::string::npos);  // untouched lines stay as written
   EXPECT_EQ(file.find("Pictures"), std::string::npos);
 
-  host::storage::RegistryStore again(path);
-  std::wstring value;
-  ASSERT_EQ(again.Get(L"Workspace", L"Padding", &value), S_OK);
-  EXPECT_EQ(value, L"  two  ");
-  ASSERT_EQ(again.Get(L"Workspace", L"Quoted", &value), S_OK);
-  EXPECT_EQ(value, L"\"q\"");
-  ASSERT_EQ(again.Get(L"new section", L"key", &value), S_OK);
-  EXPECT_EQ(value, L"/data/movies");
-  EXPECT_EQ(again.Get(L"Mappings", L"Pictures", &value), E_FAIL);
+  RegistryStore again(path);
+  EXPECT_EQ(Get(again, L"Workspace", L"Padding"), L"  two  ");
+  EXPECT_EQ(Get(again, L"Workspace", L"Quoted"), L"\"q\"");
+  EXPECT_EQ(Get(again, L"new section", L"key"), L"/data/movies");
+  EXPECT_EQ(Get(again, L"Mappings", L"Movies"), L"/data/movies");
+  EXPECT_EQ(Get(again, L"Mappings", L"Pictures"), L"<unset>");
   int count = 0;
   again.KeyCount(L"Workspace", &count);
   EXPECT_EQ(count, 3);
-  std::wstring key;
+  std::wstring key, value;
   ASSERT_EQ(again.Key(L"Workspace", 1, &key, &value), S_OK);
   EXPECT_EQ(key, L"Padding");
   EXPECT_EQ(again.Key(L"Workspace", 3, &key, &value), E_INVALIDARG);
   again.KeyCount(L"Nowhere", &count);
   EXPECT_EQ(count, 0);
-
   // What the file cannot hold is refused.
-  const std::wstring broken = L"two\nlines";
-  EXPECT_EQ(again.Set(L"Workspace", L"Broken", &broken), E_INVALIDARG);
-  EXPECT_EQ(again.Set(L"Workspace", L"a=b", &value), E_INVALIDARG);
-  EXPECT_EQ(again.Set(L"Work]space", L"Key", &value), E_INVALIDARG);
-  EXPECT_EQ(again.Set(L"", L"Key", &value), E_INVALIDARG);
-  EXPECT_EQ(again.Set(L"Workspace", L" Key", &value), E_INVALIDARG);
+  EXPECT_EQ(Set(again, L"Workspace", L"Broken", L"two\nlines"), E_INVALIDARG);
+  for (auto [section, name] : {std::pair{L"Workspace", L"a=b"},
+                               {L"Work]space", L"Key"},
+                               {L"", L"Key"},
+                               {L"Workspace", L" Key"}})
+    EXPECT_EQ(Set(again, section, name, L"v"), E_INVALIDARG) << section << " " << name;
 }
 
 TEST(StorageRegistry, InstallPathDefaultAndFailedWrites) {
   ScratchFolder folder;
-  ASSERT_EQ(mkdir(folder.File("_binARM64").c_str(), 0777), 0);
-  const std::string path = folder.File("_binARM64/registry.ini");
-  host::storage::RegistryStore store(path);
-  std::wstring value;
-  ASSERT_EQ(store.Get(L"Workspace", L"InstallPath", &value), S_OK);
-  EXPECT_EQ(value, host::WideFromUtf8(folder.Path()));
-  const std::wstring chosen = L"/opt/kelo";
-  ASSERT_EQ(store.Set(L"Workspace", L"InstallPath", &chosen), S_OK);
-  ASSERT_EQ(store.Get(L"Workspace", L"InstallPath", &value), S_OK);
-  EXPECT_EQ(value, chosen);
+  const std::string bin = folder.File("_binARM64"), path = bin + "/registry.ini";
+  ASSERT_EQ(mkdir(bin.c_str(), 0777), 0);
+  RegistryStore store(path);
+  EXPECT_EQ(Get(store, L"Workspace", L"InstallPath"), host::WideFromUtf8(folder.Path()));
+  ASSERT_EQ(Set(store, L"Workspace", L"InstallPath", L"/opt/kelo"), S_OK);
+  EXPECT_EQ(Get(store, L"Workspace", L"InstallPath"), L"/opt/kelo");
   const std::string written = ReadFile(path);
-
   // When the file cannot be written the change is refused and forgotten.
-  ASSERT_EQ(chmod(folder.File("_binARM64").c_str(), 0555), 0);
-  const std::wstring other = L"/elsewhere";
-  const bool writable = access(folder.File("_binARM64").c_str(), W_OK) == 0;  // root writes anyway
-  if (!writable) {
-    EXPECT_EQ(store.Set(L"Workspace", L"InstallPath", &other), E_FAIL);
-    ASSERT_EQ(store.Get(L"Workspace", L"InstallPath", &value), S_OK);
-    EXPECT_EQ(value, chosen);
+  ASSERT_EQ(chmod(bin.c_str(), 0555), 0);
+  if (access(bin.c_str(), W_OK) != 0) {  // root writes anyway
+    EXPECT_EQ(Set(store, L"Workspace", L"InstallPath", L"/elsewhere"), E_FAIL);
+    EXPECT_EQ(Get(store, L"Workspace", L"InstallPath"), L"/opt/kelo");
   }
-  chmod(folder.File("_binARM64").c_str(), 0777);
+  chmod(bin.c_str(), 0777);
   // A registry whose folder is gone fails the same way, whoever runs the test.
-  host::storage::RegistryStore lost(folder.File("missing/registry.ini"));
-  EXPECT_EQ(lost.Set(L"Workspace", L"InstallPath", &other), E_FAIL);
-  EXPECT_EQ(lost.Get(L"Workspace", L"Key", &value), E_FAIL);
+  RegistryStore lost(folder.File("missing/registry.ini"));
+  EXPECT_EQ(Set(lost, L"Workspace", L"InstallPath", L"/elsewhere"), E_FAIL);
+  EXPECT_EQ(Get(lost, L"Workspace", L"Key"), L"<unset>");
   EXPECT_EQ(ReadFile(path), written);
 }
 
 TEST_F(CoreTest, RegistryComponentOverAStore) {
   ScratchFolder folder;
-  host::storage::RegistryStore store(folder.File("registry.ini"));
+  RegistryStore store(folder.File("registry.ini"));
   auto registry = ComPtr<IRegistry>::Adopt(new host::storage::Registry(&store));
-  ComPtr<IString> value;
-  EXPECT_EQ(registry->GetValue(RefView(L"Mappings"), RefView(L"Pictures"), value.Put()), E_FAIL);
+  const tagREFString mappings = RefView(L"Mappings"), pictures = RefView(L"Pictures");
+  ComPtr<IString> value, key;
+  EXPECT_EQ(registry->GetValue(mappings, pictures, value.Put()), E_FAIL);
   EXPECT_FALSE(value);
-  ASSERT_EQ(registry->SetValue(RefView(L"Mappings"), RefView(L"Pictures"), Str(L"/p").Get()), S_OK);
-  ASSERT_EQ(registry->GetValue(RefView(L"Mappings"), RefView(L"Pictures"), value.Put()), S_OK);
+  ASSERT_EQ(registry->SetValue(mappings, pictures, Str(L"/p").Get()), S_OK);
+  ASSERT_EQ(registry->GetValue(mappings, pictures, value.Put()), S_OK);
   EXPECT_EQ(Text(value.Get()), L"/p");
   int count = 0;
-  ASSERT_EQ(registry->GetKeyCount(RefView(L"Mappings"), &count), S_OK);
+  ASSERT_EQ(registry->GetKeyCount(mappings, &count), S_OK);
   EXPECT_EQ(count, 1);
-  ComPtr<IString> key;
-  ASSERT_EQ(registry->GetKey(RefView(L"Mappings"), 0, key.Put(), nullptr), S_OK);
+  ASSERT_EQ(registry->GetKey(mappings, 0, key.Put(), nullptr), S_OK);
   EXPECT_EQ(Text(key.Get()), L"Pictures");
-  ASSERT_EQ(registry->SetValue(RefView(L"Mappings"), RefView(L"Pictures"), nullptr), S_OK);
-  registry->GetKeyCount(RefView(L"Mappings"), &count);
+  ASSERT_EQ(registry->SetValue(mappings, pictures, nullptr), S_OK);
+  registry->GetKeyCount(mappings, &count);
   EXPECT_EQ(count, 0);
   EXPECT_EQ(registry->SetValue(tagREFString{-1, nullptr}, RefView(L"K"), nullptr), E_INVALIDARG);
   EXPECT_NE(ReadFile(folder.File("registry.ini")).find("[Mappings]"), std::string::npos);
 }
 
-TEST(StorageRegistry, TheModuleRegistryDefaultsToTheBuildFolder) {
+TEST(StorageModule, EveryComponentIsCreatableWithItsInterfaces) {
+  for (std::wstring_view name : {L"StringTable", L"Registry", L"UIPropInterrogatePropPage"})
+    EXPECT_TRUE(testhost::Create<IUnknown>(name)) << std::wstring(name);
+  auto xml = testhost::Create<IDataStream>(L"XMLStream");
+  auto folder = testhost::Create<IDataStream>(L"FolderStream");
+  ASSERT_TRUE(xml && folder);
+  EXPECT_TRUE(xml.As<IXMLStream>() && xml.As<IString>() && folder.As<IFolderStream>());
+  EXPECT_FALSE(xml.As<IFolderStream>() || folder.As<IXMLStream>());
   // Read only: the real registry of the build folder is not changed by tests.
   auto registry = testhost::Create<IRegistry>(L"Registry");
-  ASSERT_TRUE(registry);
   ComPtr<IString> value;
   ASSERT_EQ(registry->GetValue(RefView(L"Workspace"), RefView(L"InstallPath"), value.Put()), S_OK);
   char here[PATH_MAX];
@@ -223,25 +205,6 @@ TEST(StorageRegistry, TheModuleRegistryDefaultsToTheBuildFolder) {
   if (access("./_binARM64/registry.ini", F_OK) != 0) {  // not set by hand in this build folder
     EXPECT_EQ(Text(value.Get()), host::WideFromUtf8(here));
   }
-}
-
-TEST(StorageModule, EveryComponentIsCreatable) {
-  for (std::wstring_view name :
-       {L"StringTable", L"Registry", L"XMLStream", L"FolderStream", L"UIPropInterrogatePropPage"}) {
-    ComPtr<IUnknown> object;
-    EXPECT_EQ(testhost::Global()->CreateByName(RefView(name), &kIID_IUnknown, object.PutVoid()),
-              S_OK)
-        << std::string(name.begin(), name.end());
-  }
-  auto xml = testhost::Create<IDataStream>(L"XMLStream");
-  ASSERT_TRUE(xml);
-  EXPECT_TRUE(xml.As<IXMLStream>());
-  EXPECT_TRUE(xml.As<IString>());
-  EXPECT_FALSE(xml.As<IFolderStream>());
-  auto folder = testhost::Create<IDataStream>(L"FolderStream");
-  ASSERT_TRUE(folder);
-  EXPECT_TRUE(folder.As<IFolderStream>());
-  EXPECT_FALSE(folder.As<IXMLStream>());
 }
 
 }  // namespace

@@ -4,11 +4,11 @@
 
 #include <set>
 #include <string>
-#include <vector>
 
 #include "effects/KeloTransitions.h"
 #include "effects/RandomTransition.h"
 #include "host/common/HostObject.h"
+#include "support/Convert.h"
 #include "support/REFString.h"
 #include "tests/common/TestHost.h"
 
@@ -55,12 +55,9 @@ class FilteringCollection final
   }
   HRESULT CreateByName(tagREFString name, const IID* iid, void** out) override {
     const HRESULT hr = inner_->CreateByName(name, iid, out);
-    if (hr != S_OK ||
-        std::wstring(name.text, static_cast<std::size_t>(name.length)) != L"ComponentCollection")
-      return hr;
+    if (hr != S_OK || !__REFStringEqual(name, RefView(L"ComponentCollection"))) return hr;
     auto made = ComPtr<IComponentCollection>::Adopt(static_cast<IComponentCollection*>(*out));
-    auto* filtered = new FilteringCollection(made, keep_);
-    *out = static_cast<IComponentCollection*>(filtered);
+    *out = static_cast<IComponentCollection*>(new FilteringCollection(made, keep_));
     return S_OK;
   }
 
@@ -69,38 +66,36 @@ class FilteringCollection final
   std::set<std::wstring> keep_;
 };
 
-// Makes the random transition while the module's global collection keeps only `keep`.
-ComPtr<IKeloTransition> MakeFiltered(std::set<std::wstring> keep) {
-  auto* global = new FilteringCollection(ComPtr<IComponentCollection>::Share(testhost::Global()),
-                                         std::move(keep));
-  InitializeModule(nullptr, global);
-  global->Release();
+ComPtr<IKeloTransition> Make() {
   ComPtr<IKeloTransition> effect;
   IID iid = IID_IKeloTransition;
   EXPECT_EQ(CObject<CRandomTransition>::_CreateInstance(nullptr, &iid, effect.PutVoid()), S_OK);
+  return effect;
+}
+
+// Makes the random transition while the module's global collection keeps only `keep`.
+ComPtr<IKeloTransition> MakeFiltered(std::set<std::wstring> keep) {
+  auto global = ComPtr<IComponentCollection>::Adopt(new FilteringCollection(
+      ComPtr<IComponentCollection>::Share(testhost::Global()), std::move(keep)));
+  InitializeModule(nullptr, global.Get());
+  auto effect = Make();
   InitializeModule(nullptr, testhost::Global());
   return effect;
 }
 
-CRandomTransition* Inside(IKeloTransition* effect) {
-  return static_cast<CRandomTransition*>(static_cast<CObject<CRandomTransition>*>(effect));
-}
-
-// The object name of the effect in use, or "" without one.
-std::wstring PickedName(IKeloTransition* effect) {
-  IKeloTransition* current = Inside(effect)->Current();
-  if (current == nullptr) return L"";
+// The object name of an object, or "" for none or one without a name.
+std::wstring ObjectName(IUnknown* object) {
   ComPtr<IObjectInfo> info;
-  current->QueryInterface(IID_IObjectInfo, info.PutVoid());
-  if (!info) return L"<no name>";
-  tagREFString name{0, nullptr};
-  info->GetName(0, &name);
+  if (object != nullptr) object->QueryInterface(IID_IObjectInfo, info.PutVoid());
+  tagREFString name{0, L""};
+  if (info) info->GetName(0, &name);
   return std::wstring(name.text, static_cast<std::size_t>(name.length));
 }
 
-std::uint32_t References(IUnknown* object) {
-  object->AddRef();
-  return object->Release();
+// The effect in use, or null.
+IKeloTransition* Current(IKeloTransition* effect) {
+  return static_cast<CRandomTransition*>(static_cast<CObject<CRandomTransition>*>(effect))
+      ->Current();
 }
 
 unsigned char Pattern(unsigned x, unsigned y, unsigned c) {
@@ -111,93 +106,68 @@ unsigned char Other(unsigned x, unsigned y, unsigned c) {
 }
 
 TEST(RandomTransition, NeverPicksItselfAndVariesItsPick) {
-  // What the host registers as transitions, without the random one.
+  // The object names of what the host registers as transitions, without the random one
+  // (preset components answer with their class's object name).
   auto all = testhost::Create<IComponentCollection>(L"ComponentCollection");
   ASSERT_TRUE(all);
-  ComPtr<IString> kind = ComPtr<IString>::Adopt(CREFString::CreateString());
-  kind->SetText(static_cast<int>(std::wcslen(kTransitionKind)), kTransitionKind);
-  ASSERT_EQ(all->SelectKind(kind.Get()), S_OK);
+  ASSERT_EQ(all->SelectKind(ComPtr<IString>::Adopt(ISCreate(kTransitionKind)).Get()), S_OK);
   std::set<std::wstring> expected;
-  int count = 0;
+  int count = 0, self = 0;
   all->GetCount(&count);
   for (int i = 0; i < count; ++i) {
     ComPtr<IUnknown> item;
     all->GetItem(i, item.Put());
-    expected.insert(NameOf(item.As<IComponentString>().Get()));
-  }
-  ASSERT_EQ(expected.erase(L"RandomTransition"), 1u);
-  ASSERT_GE(expected.size(), 2u);
-  // Preset components answer with their class's object name.
-  std::set<std::wstring> objectNames;
-  for (const std::wstring& component : expected) {
+    const std::wstring component = NameOf(item.As<IComponentString>().Get());
+    self += component == L"RandomTransition";
+    if (component == L"RandomTransition") continue;
     auto info = testhost::Create<IObjectInfo>(component);
-    ASSERT_TRUE(info) << testing::PrintToString(component);
-    tagREFString name{0, nullptr};
-    info->GetName(0, &name);
-    objectNames.emplace(name.text, static_cast<std::size_t>(name.length));
+    ASSERT_TRUE(info) << component;
+    expected.insert(ObjectName(info.Get()));
   }
+  ASSERT_EQ(self, 1);
+  ASSERT_GE(expected.size(), 2u);
 
-  ComPtr<IKeloTransition> effect;
-  IID iid = IID_IKeloTransition;
-  ASSERT_EQ(CObject<CRandomTransition>::_CreateInstance(nullptr, &iid, effect.PutVoid()), S_OK);
+  auto effect = Make();
   std::set<std::wstring> seen;
-  std::set<int> randomized;  // a setting that effects with IRandomizableObject draw anew
+  std::set<int> directions;  // a setting that effects with IRandomizableObject draw anew
   for (int i = 0; i < 400; ++i) {
-    seen.insert(PickedName(effect.Get()));
-    if (PickedName(effect.Get()) == L"CoverTransition") {
+    const std::wstring name = ObjectName(Current(effect.Get()));
+    seen.insert(name);
+    if (name == L"CoverTransition") {
       ComPtr<IUIPropInterrogate> properties;
-      Inside(effect.Get())->Current()->QueryInterface(IID_IUIPropInterrogate, properties.PutVoid());
+      Current(effect.Get())->QueryInterface(IID_IUIPropInterrogate, properties.PutVoid());
       int direction = -1;
       if (properties) properties->Inquire(1, &direction);
-      randomized.insert(direction);
+      directions.insert(direction);
     }
     EXPECT_EQ(effect->Uninitialize(), S_OK);
   }
-  EXPECT_EQ(seen, objectNames) << "every candidate, and only candidates, over 400 picks";
-  if (objectNames.count(L"CoverTransition") != 0) {
-    EXPECT_GE(randomized.size(), 2u) << "the picked effect randomizes its settings";
+  EXPECT_EQ(seen, expected) << "every candidate, and only candidates, over 400 picks";
+  if (expected.count(L"CoverTransition") != 0) {
+    EXPECT_GE(directions.size(), 2u) << "the picked effect randomizes its settings";
   }
-
-  // Frames go to the picked effect, which makes a picture of to's size.
-  const ComPtr<ICIF> from = testhost::MakePicture(64, 48, 24, Pattern);
-  const ComPtr<ICIF> to = testhost::MakePicture(64, 48, 24, Other);
-  ICIF* out = nullptr;
-  ASSERT_EQ(effect->DoTransition(from.Get(), to.Get(), &out, 0.5), S_OK);
-  auto result = ComPtr<ICIF>::Adopt(out);
-  EXPECT_EQ(testhost::Bytes(result.Get()).size(), 64u * 48 * 3) << PickedName(effect.Get());
 }
 
-TEST(RandomTransition, OneCandidateIsAlwaysPicked) {
-  // Its own name is left out even where the host lists it, so one candidate remains.
-  auto effect = MakeFiltered({L"RandomTransition", L"DissolveTransition"});
-  for (int i = 0; i < 50; ++i) {
-    ASSERT_EQ(PickedName(effect.Get()), L"DissolveTransition");
-    effect->Uninitialize();
-  }
+TEST(RandomTransition, OneCandidateIsAlwaysPickedAndNoneHandsOutTo) {
   const ComPtr<ICIF> from = testhost::MakePicture(30, 20, 32, Pattern);
   const ComPtr<ICIF> to = testhost::MakePicture(30, 20, 32, Other);
+  // Its own name is left out even where the host lists it, so one candidate remains.
+  auto one = MakeFiltered({L"RandomTransition", L"DissolveTransition"});
+  for (int i = 0; i < 50; ++i, one->Uninitialize())
+    ASSERT_EQ(ObjectName(Current(one.Get())), L"DissolveTransition");
   ICIF* out = nullptr;
-  ASSERT_EQ(effect->DoTransition(from.Get(), to.Get(), &out, 0.0), S_OK);
-  auto result = ComPtr<ICIF>::Adopt(out);
-  EXPECT_EQ(testhost::Bytes(result.Get()), testhost::Bytes(from.Get()));
-}
+  ASSERT_EQ(one->DoTransition(from.Get(), to.Get(), &out, 0.0), S_OK);
+  EXPECT_EQ(testhost::Bytes(ComPtr<ICIF>::Adopt(out).Get()), testhost::Bytes(from.Get()));
 
-TEST(RandomTransition, WithoutCandidatesHandsOutTo) {
-  auto effect = MakeFiltered({L"RandomTransition"});
-  for (int i = 0; i < 20; ++i) {
-    ASSERT_EQ(PickedName(effect.Get()), L"");
-    EXPECT_EQ(effect->Uninitialize(), S_OK);
-  }
-  const ComPtr<ICIF> from = testhost::MakePicture(8, 8, 24, Pattern);
-  const ComPtr<ICIF> to = testhost::MakePicture(8, 8, 24, Other);
-  const std::uint32_t before = References(to.Get());
-  ICIF* out = nullptr;
-  ASSERT_EQ(effect->DoTransition(from.Get(), to.Get(), &out, 0.5), S_OK);
+  auto none = MakeFiltered({L"RandomTransition"});
+  for (int i = 0; i < 20; ++i, none->Uninitialize()) ASSERT_EQ(Current(none.Get()), nullptr);
+  to->AddRef();
+  const std::uint32_t before = to->Release();
+  ASSERT_EQ(none->DoTransition(from.Get(), to.Get(), &out, 0.5), S_OK);
   EXPECT_EQ(out, to.Get());
-  EXPECT_EQ(References(to.Get()), before + 1);
-  out->Release();
+  EXPECT_EQ(out->Release(), before) << "one reference was added for the caller";
   out = from.Get();
-  EXPECT_EQ(effect->DoTransition(from.Get(), nullptr, &out, 0.5), E_FAIL);
+  EXPECT_EQ(none->DoTransition(from.Get(), nullptr, &out, 0.5), E_FAIL);
   EXPECT_EQ(out, nullptr);
 }
 

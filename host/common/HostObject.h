@@ -49,8 +49,12 @@ class HostObject : public First, public Rest... {
     return left;
   }
 
-  // The component factory: a new Derived answering *iid.
+  // The component factory: a new Derived answering *iid. A missing identity or out pointer is
+  // refused rather than followed.
   static HRESULT CreateInstance(void* /*outer*/, IID* iid, void** out) {
+    if (out == nullptr) return E_INVALIDARG;
+    *out = nullptr;
+    if (iid == nullptr) return E_INVALIDARG;
     auto* object = new (std::nothrow) Derived();
     if (object == nullptr) return E_FAIL;
     const HRESULT hr = object->QueryInterface(*iid, out);
@@ -80,7 +84,8 @@ struct HostComponent {
 // The factory of `name` in `table`, for a module's CreateFunction.
 inline HRESULT FindComponentFactory(std::span<const HostComponent> table, tagREFString name,
                                     ComponentFactory* out) {
-  const std::wstring_view wanted(name.text, name.length > 0 ? static_cast<std::size_t>(name.length) : 0);
+  const std::wstring_view wanted(name.text,
+                                 name.length > 0 ? static_cast<std::size_t>(name.length) : 0);
   for (const HostComponent& row : table) {
     if (row.name == wanted) {
       *out = row.factory;

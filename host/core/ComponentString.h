@@ -13,6 +13,9 @@ namespace host::core {
 
 class ComponentString final : public HostObject<ComponentString, IComponentString> {
  public:
+  // The component factory (IComponentString's own CreateInstance hides the frame's name).
+  static constexpr ComponentFactory Factory = &HostObject::CreateInstance;
+
   ComponentString() = default;
   // A fixed description, as the global collection keeps one per manifest line: its texts
   // cannot be changed afterwards (SetText and Attach fail), so every holder sees the same.

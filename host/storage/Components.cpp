@@ -15,25 +15,12 @@ namespace host::storage {
 
 namespace {
 
-// A new T answering *iid; refuses a missing identity or out pointer instead of crashing.
-template <class T>
-HRESULT Make(void* /*outer*/, IID* iid, void** out) {
-  if (out == nullptr) return E_INVALIDARG;
-  *out = nullptr;
-  if (iid == nullptr) return E_INVALIDARG;
-  auto* object = new (std::nothrow) T();
-  if (object == nullptr) return E_FAIL;
-  const HRESULT hr = object->QueryInterface(*iid, out);
-  object->Release();
-  return hr;
-}
-
 constexpr std::array kComponents{
-    HostComponent{L"StringTable", L"Storage", &Make<StringTable>},
-    HostComponent{L"Registry", L"Storage", &Make<Registry>},
-    HostComponent{L"XMLStream", L"Storage", &Make<XMLStream>},
-    HostComponent{L"FolderStream", L"Storage", &Make<FolderStream>},
-    HostComponent{L"UIPropInterrogatePropPage", L"PropertyPage", &Make<PropertyPage>},
+    HostComponent{L"StringTable", L"Storage", &StringTable::CreateInstance},
+    HostComponent{L"Registry", L"Storage", &Registry::CreateInstance},
+    HostComponent{L"XMLStream", L"Storage", &XMLStream::CreateInstance},
+    HostComponent{L"FolderStream", L"Storage", &FolderStream::CreateInstance},
+    HostComponent{L"UIPropInterrogatePropPage", L"PropertyPage", &PropertyPage::CreateInstance},
 };
 
 std::atomic<IComponentCollection*> gCollection{nullptr};

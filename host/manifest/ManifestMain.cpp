@@ -11,7 +11,9 @@
 
 namespace {
 
-std::string Narrow(std::wstring_view text) { return std::string(text.begin(), text.end()); }
+std::string Narrow(std::wstring_view text) {
+  return std::string(text.begin(), text.end());
+}
 
 void WriteHostTable(std::ofstream& out, std::wstring_view module,
                     std::span<const host::HostComponent> table) {
@@ -35,8 +37,8 @@ int main(int argc, char** argv) {
     WriteHostTable(out, host::imaging::kModuleName, host::imaging::Components());
     WriteHostTable(out, host::storage::kModuleName, host::storage::Components());
     for (const ModuleComponent& row : ModuleComponents())
-      out << Narrow({row.name.text, static_cast<std::size_t>(row.name.length)}) << "\tKeloTransitions\t"
-          << Narrow(kTransitionKind) << '\n';
+      out << Narrow({row.name.text, static_cast<std::size_t>(row.name.length)})
+          << "\tKeloTransitions\t" << Narrow(kTransitionKind) << '\n';
     if (!out.flush()) {
       std::fprintf(stderr, "kelo_manifest: cannot write %s\n", temporary.c_str());
       return 1;

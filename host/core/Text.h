@@ -24,6 +24,15 @@ inline std::wstring_view TextOf(IString* string) {
   return {text, static_cast<std::size_t>(length)};
 }
 
+// The text without leading spaces and tabs and trailing spaces, tabs and carriage returns (as
+// the host's text files are read line by line).
+inline std::wstring_view Trim(std::wstring_view text) {
+  while (!text.empty() && (text.front() == L' ' || text.front() == L'\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == L' ' || text.back() == L'\t' || text.back() == L'\r'))
+    text.remove_suffix(1);
+  return text;
+}
+
 // UTF-8 to wide characters; a malformed byte becomes U+FFFD.
 std::wstring WideFromUtf8(std::string_view bytes);
 // Wide characters to UTF-8; a value that is no Unicode scalar becomes U+FFFD.

@@ -10,13 +10,6 @@ namespace host::storage {
 
 namespace {
 
-std::wstring_view Trim(std::wstring_view text) {
-  while (!text.empty() && (text.front() == L' ' || text.front() == L'\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == L' ' || text.back() == L'\t' || text.back() == L'\r'))
-    text.remove_suffix(1);
-  return text;
-}
-
 bool SameName(std::wstring_view a, std::wstring_view b) {
   if (a.size() != b.size()) return false;
   for (std::size_t i = 0; i < a.size(); ++i)

@@ -11,13 +11,6 @@ namespace host::storage {
 
 namespace {
 
-std::wstring_view Trim(std::wstring_view text) {
-  while (!text.empty() && (text.front() == L' ' || text.front() == L'\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == L' ' || text.back() == L'\t' || text.back() == L'\r'))
-    text.remove_suffix(1);
-  return text;
-}
-
 std::wstring Unescape(std::wstring_view text) {
   std::wstring out;
   out.reserve(text.size());

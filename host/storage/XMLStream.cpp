@@ -25,6 +25,14 @@ XMLStream::XMLStream() {
   root_.name = kDefaultRoot;
 }
 
+void XMLStream::AdoptContent(XmlElement&& content) {
+  root_.text = std::move(content.text);
+  root_.children = std::move(content.children);
+  for (auto& child : root_.children) child->parent = &root_;
+  current_ = &root_;
+  Changed();
+}
+
 HRESULT XMLStream::Open(tagREFString path, int /*mode*/) {
   if (!ValidView(path) || path.length == 0) return E_INVALIDARG;
   try {
@@ -36,11 +44,7 @@ HRESULT XMLStream::Open(tagREFString path, int /*mode*/) {
     if (Failed(hr)) return hr;
     root_.name = std::move(parsed.name);
     root_.attributes = std::move(parsed.attributes);
-    root_.text = std::move(parsed.text);
-    root_.children = std::move(parsed.children);
-    for (auto& child : root_.children) child->parent = &root_;
-    current_ = &root_;
-    Changed();
+    AdoptContent(std::move(parsed));
   } catch (const std::exception&) {
     return E_FAIL;
   }
@@ -114,11 +118,7 @@ HRESULT XMLStream::SetText(int length, const wchar_t* text) {
     const HRESULT hr =
         ParseXmlContent(Utf8FromWide({text, static_cast<std::size_t>(length)}), &content);
     if (Failed(hr)) return hr;
-    root_.text = std::move(content.text);
-    root_.children = std::move(content.children);
-    for (auto& child : root_.children) child->parent = &root_;
-    current_ = &root_;
-    Changed();
+    AdoptContent(std::move(content));
   } catch (const std::exception&) {
     return E_FAIL;
   }

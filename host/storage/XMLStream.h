@@ -52,6 +52,8 @@ class XMLStream final : public HostObject<XMLStream, IDataStream, IXMLStream, IS
 
  private:
   void Changed() { dirty_ = true; }
+  // Takes the text and children of `content` as the root's and starts writing at the root.
+  void AdoptContent(XmlElement&& content);
 
   XmlElement root_;
   XmlElement* current_ = &root_;

@@ -6,18 +6,6 @@
 
 #include "frame/Com.h"
 
-// A float's 32-bit pattern and back: how float and double values travel through Inquire/Control.
-inline std::int32_t FloatBits(float value) {
-  std::int32_t bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
-inline float BitsFloat(std::int32_t bits) {
-  float value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}
-
 // Constraint kinds of an entry.
 enum PropertyConstraint : std::int16_t {
   kConstraintRange = 0,

@@ -1,6 +1,9 @@
 // Property interrogation: how a host lists, reads, changes and stores an effect's settings.
 #pragma once
 
+#include <cstdint>
+#include <cstring>
+
 #include "sdk/Collections.h"
 
 struct IFolderStream;
@@ -18,6 +21,21 @@ inline constexpr unsigned kPropChoice = 0x40;  // an integer chosen from a list
 inline constexpr unsigned kPropFileName =
     0x100;  // a file name, stored relative to the install path
 inline constexpr unsigned kPropNotSavedXML = 0x04000000;  // not written or restored by the streams
+// Set on the Style entries that the preset factories change; what it means is the host's.
+inline constexpr unsigned kPropPresetStyle = 0x40000;
+
+// A float's 32-bit pattern and back: how float and double values travel through the 32-bit
+// Inquire/Control (a double property takes the pattern as a float and widens it).
+inline std::int32_t FloatBits(float value) {
+  std::int32_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+inline float BitsFloat(std::int32_t bits) {
+  float value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
+}
 
 enum PropertyKind : int {
   kPropNone = 0,

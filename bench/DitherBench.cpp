@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "bench/BenchSupport.h"
-#include "effects/CIFObject.h"
 #include "effects/Dither.h"
+#include "effects/HostComponents.h"
 #include "effects/KeloTransitions.h"
 #include "effects/TransitionHelper.h"
 #include "tests/common/TestHost.h"

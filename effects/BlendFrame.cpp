@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "effects/CIFObject.h"
+#include "effects/FramePictures.h"
+#include "effects/HostComponents.h"
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -171,26 +172,19 @@ void BlendRows::operator()(const unsigned char* from, const unsigned char* to, u
 
 HRESULT BlendTransition(ICIF* from, ICIF* to, ICIF** out, double fromWeight, double toWeight,
                         BlendSum sum) {
-  const TransitionShape shape = ReadTransitionShape(from, to);
-  const int fromBits = shape.fromBits, toBits = shape.toBits, format = shape.format;
+  FramePictures pictures(from, to);
+  pictures.MatchSizes();  // without a resampled copy the frame goes on with `from` as it is
+  from = pictures.from;
+  const TransitionShape& shape = pictures.shape;
+  const int fromBits = shape.fromBits, toBits = shape.toBits;
   const unsigned width = shape.width, height = shape.height, planes = shape.planes;
-  ICIF* resized = nullptr;
-  if (shape.SizesDiffer()) {
-    resized = ResampleTo(from, width, height);
-    if (resized != nullptr) from = resized;
-  }
-
-  ICIFImageCANVAS* result = CIFObject::CreateImageCANVAS();
-  if (result == nullptr) {
-    if (resized != nullptr) resized->Release();
-    return E_FAIL;
-  }
-  result->Create(width, height, 1, toBits, format);
+  ComPtr<ICIF> result = CreateResult(CIFObject::CreateImageCANVAS(), shape);
+  if (!result) return E_FAIL;
 
   const WeightTable fromTable(fromWeight);
   const WeightTable toTable(toWeight);
   for (unsigned plane = 0; plane < planes; ++plane) {
-    const PlaneRows r = GetPlaneRows(result, plane);
+    const PlaneRows r = GetPlaneRows(result.Get(), plane);
     const PlaneRows f = GetPlaneRows(from, plane);
     const PlaneRows t = GetPlaneRows(to, plane);
     if (r.first == nullptr || f.first == nullptr || t.first == nullptr) continue;
@@ -223,7 +217,6 @@ HRESULT BlendTransition(ICIF* from, ICIF* to, ICIF** out, double fromWeight, dou
     // Any other pair of formats: nothing is written; the canvas keeps its content.
   }
 
-  *out = result;
-  if (resized != nullptr) resized->Release();
+  *out = result.Detach();
   return S_OK;
 }

@@ -1,73 +1,25 @@
 #include "effects/Cover.h"
 
-#include "effects/CIFObject.h"
-#include "sdk/ComPtr.h"
-#include "support/Convert.h"
+#include "effects/Drawing.h"
+#include "effects/HostComponents.h"
 
-template <>
-const tagREFString IObjectInfoImpl<CCover>::m_ObjectName = RefLiteral(L"CoverTransition");
-template <>
-const tagREFString IObjectInfoImpl<CCoverPush>::m_ObjectName = RefLiteral(L"PushTransition");
-template <>
-const tagREFString IObjectInfoImpl<CCoverCrush>::m_ObjectName = RefLiteral(L"CrushTransition");
-
-HRESULT CCover::FinalConstruct() {
-  direction_ = 0;
-  style_ = 0;
-  IString* texts = ISCreate(RefLiteral(L"KeloTransitionTexts"));
-  PropE(kDirection, &direction_, 0x43, texts, 11, nullptr);
-  PropE(kStyle, &style_, 0x40043, texts, 12, nullptr);
-  if (texts != nullptr) texts->Release();
-  return S_OK;
-}
-
-HRESULT CCover::Randomize() {
-  Control(kDirection, RandomSetting(4));
-  return 3;  // deliberately not S_OK: the cover family reports 3
-}
-
-HRESULT CCover::Replicate(IUnknown** copy) {
-  return ReplicateWithProperties<CCover>(copy, {{kDirection, direction_}, {kStyle, style_}});
-}
-
-HRESULT CCover::GetPages(int, INamedCollection** pages, IUnknown**) {
-  return MakePropertyPages(pages, L"KeloTransitionTexts", 256);
-}
-
-namespace {
-
-// The host operations the family draws with; each wrapper hands out an owned picture.
-struct Drawing {
-  ComPtr<ICIFTransform> transform = ComPtr<ICIFTransform>::Adopt(CreateTransformComponent());
-  ComPtr<ICIFMaths> maths = ComPtr<ICIFMaths>::Adopt(CreateMathsComponent());
-
-  ComPtr<ICIF> Resize(ICIF* source, int width, int height) const {
-    ComPtr<ICIF> out;
-    if (transform)
-      transform->Resize(source, out.Put(), static_cast<unsigned>(width),
-                        static_cast<unsigned>(height), 0, 1);
-    return out;
-  }
-  ComPtr<ICIF> Copy(ICIF* source) const {
-    ComPtr<ICIF> out;
-    if (maths) maths->Copy(out.Put(), source, 0, 0);
-    return out;
-  }
-  void Paste(ICIF* destination, ICIF* source, int x, int y) const {
-    if (maths && destination != nullptr && source != nullptr)
-      maths->Paste(destination, source, nullptr, x, y);
-  }
-  // A view of a region of `source`, pasted at (x, y).
-  void PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int rw, int rh, int x,
-                   int y) const {
-    ComPtr<ICIFSubImage> region = ComPtr<ICIFSubImage>::Adopt(CIFObject::CreateSubImage());
-    if (!region || source == nullptr) return;
-    region->Create(source, rx, ry, rw, rh, 0, 0);
-    Paste(destination, region.Get(), x, y);
-  }
+const EffectDeclaration<CCover> CCover::kDeclaration{
+    .properties = {{
+        {.id = kDirection,
+         .integer = &CCover::direction_,
+         .flags = kPropChoice | kPropInt32,
+         .textId = 11,
+         .random = {.count = 4}},
+        {.id = kStyle,
+         .integer = &CCover::style_,
+         .flags = kPropChoice | kPropInt32 | kPropPresetStyle,
+         .textId = 12},
+    }},
+    .texts = L"KeloTransitionTexts",
+    .pageTexts = L"KeloTransitionTexts",
+    .pageOption = 256,
+    .randomizeResult = 3,  // deliberately not S_OK: the cover family reports 3
 };
-
-}  // namespace
 
 HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) {
   const double p = progress;
@@ -146,7 +98,7 @@ HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) 
       ComPtr<ICIF> squeezed = rows ? draw.Resize(from, w, fromH) : draw.Resize(from, fromW, h);
       result = draw.Copy(to);
       // Lines the two strips leave uncovered show the cleared colour, not `to`.
-      if (result && draw.maths) draw.maths->Clear(result.Get(), nullptr, 0);
+      draw.Clear(result.Get());
       switch (direction) {
         case 0:
           draw.Paste(result.Get(), squeezed.Get(), 0, toH);
@@ -183,7 +135,7 @@ HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) 
       result = draw.Resize(from, w, h);
       break;
   }
-  if (draw.transform && result) draw.transform->Finish(result.Get());
+  draw.Finish(result.Get());
   *out = result.Detach();
   return S_OK;
 }

@@ -4,9 +4,6 @@
 
 #include "effects/BlendFrame.h"
 
-template <>
-const tagREFString IObjectInfoImpl<CDissolve>::m_ObjectName = RefLiteral(L"DissolveTransition");
-
 HRESULT CDissolve::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) {
   return BlendTransition(from, to, out, 1.0 - progress, progress, BlendSum::kWrap);
 }

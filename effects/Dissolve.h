@@ -1,12 +1,11 @@
 // The two cross-fades. Neither has properties; both answer IObjectInfo and IKeloTransition.
 #pragma once
 
-#include <array>
-
 #include "frame/Object.h"
 
 class CDissolve : public CSimpleTransition<CDissolve> {
  public:
+  static constexpr tagREFString kName = RefLiteral(L"DissolveTransition");
   HRESULT DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) override;
 
  protected:
@@ -15,13 +14,9 @@ class CDissolve : public CSimpleTransition<CDissolve> {
 
 class CDissolveAdditive : public CSimpleTransition<CDissolveAdditive> {
  public:
+  static constexpr tagREFString kName = RefLiteral(L"DissolveAdditiveTransition");
   HRESULT DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) override;
 
  protected:
   ~CDissolveAdditive() = default;
 };
-
-template <>
-const tagREFString IObjectInfoImpl<CDissolve>::m_ObjectName;
-template <>
-const tagREFString IObjectInfoImpl<CDissolveAdditive>::m_ObjectName;

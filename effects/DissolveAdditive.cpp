@@ -3,10 +3,6 @@
 #include "effects/BlendFrame.h"
 #include "effects/Dissolve.h"
 
-template <>
-const tagREFString IObjectInfoImpl<CDissolveAdditive>::m_ObjectName =
-    RefLiteral(L"DissolveAdditiveTransition");
-
 HRESULT CDissolveAdditive::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) {
   if (progress < 0.5) return BlendTransition(from, to, out, 1.0, 2 * progress, BlendSum::kSaturate);
   return BlendTransition(from, to, out, 2 * (1 - progress), 1.0, BlendSum::kSaturate);

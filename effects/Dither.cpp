@@ -4,18 +4,14 @@
 #include <algorithm>
 #include <cstring>
 
-#include "effects/CIFObject.h"
+#include "effects/HostComponents.h"
 #include "effects/TransitionHelper.h"
-
-template <>
-const tagREFString IObjectInfoImpl<CDither>::m_ObjectName = RefLiteral(L"DitherTransition");
 
 namespace {
 
-// A cell coordinate 0..100 from one draw: floor(r / 4294967295 * 100.9999999), the value being
-// non-negative so that truncation is the floor.
+// A cell coordinate 0..100 from one draw: floor(r / 4294967295 * 100.9999999).
 inline unsigned DrawCell(CRandom32& prng) {
-  return static_cast<unsigned>(prng.Random() / 4294967295.0 * 100.9999999);
+  return static_cast<unsigned>(RandomChoice(prng.Random(), DitherMask::kCells));
 }
 
 }  // namespace
@@ -96,17 +92,8 @@ HRESULT CDither::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress)
   unsigned width = 0, height = 0, planes = 0;
   to->GetSize(&width, &height, &planes);
 
-  ICIFImage* mask = CIFObject::CreateImage();
-  if (mask == nullptr) return E_FAIL;
-  mask->Create(width, height, 1, 8, kFormatMono);
-  unsigned maskWidth = 0, maskHeight = 0, maskPlanes = 0;
-  mask->GetSize(&maskWidth, &maskHeight, &maskPlanes);
-  const PlaneRows rows = GetPlaneRows(mask, 0);
-  if (maskWidth != width || maskHeight != height ||
-      (rows.first == nullptr && width > 0 && height > 0)) {
-    mask->Release();
-    return E_FAIL;
-  }
+  const Mask mask = CreateMask(width, height);
+  if (!mask.picture) return E_FAIL;
 
   // The pattern marks the minority, so at most half of the cells are set.
   std::uint8_t fill = 0, target = 255;
@@ -119,15 +106,12 @@ HRESULT CDither::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress)
   DitherMask pattern;
   pattern.Reset(width, height, fill);
   pattern.SetCells(prng, DitherCellCount(share), target);
-  pattern.Render(rows.first, rows.stride);  // writes every byte: the fill needs no pass of its own
+  // Render writes every byte: the fill needs no pass of its own.
+  pattern.Render(mask.rows.first, mask.rows.stride);
 
-  const HRESULT hr = CTransitionHelper::ApplyMask(from, to, mask, out);
-  if (hr >= 0) {
-    if (ICIFTransform* transform = CreateTransformComponent()) {
+  const HRESULT hr = CTransitionHelper::ApplyMask(from, to, mask.picture.Get(), out);
+  if (hr >= 0)
+    if (auto transform = ComPtr<ICIFTransform>::Adopt(CIFObject::CreateTransform()))
       transform->Finish(*out);
-      transform->Release();
-    }
-  }
-  mask->Release();
   return hr;
 }

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 
+#include "effects/Mask.h"
 #include "frame/Object.h"
 #include "support/Random.h"
 
@@ -57,6 +58,7 @@ std::uint32_t DitherCellCount(double share);
 // "DitherTransition": a fresh random pattern every frame, about `progress` of it showing to.
 class CDither : public CSimpleTransition<CDither> {
  public:
+  static constexpr tagREFString kName = RefLiteral(L"DitherTransition");
   HRESULT DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) override;
 
  protected:
@@ -67,6 +69,7 @@ class CDither : public CSimpleTransition<CDither> {
 // back, removes) cells as the progress moves; Uninitialize starts the next run afresh.
 class CDitherCumulative : public CSimpleTransition<CDitherCumulative> {
  public:
+  static constexpr tagREFString kName = RefLiteral(L"DitherCumulativeTransition");
   HRESULT DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) override;
   HRESULT Uninitialize() override;
 
@@ -74,12 +77,7 @@ class CDitherCumulative : public CSimpleTransition<CDitherCumulative> {
   ~CDitherCumulative();
 
  private:
-  ICIFImage* mask = nullptr;  // owned; null until the first frame and after Uninitialize
+  Mask mask;                  // empty until the first frame and after Uninitialize
   double lastProgress = 0.0;  // the progress the mask was last updated for
   DitherMask pattern;         // the mask's content, kept beside it
 };
-
-template <>
-const tagREFString IObjectInfoImpl<CDither>::m_ObjectName;
-template <>
-const tagREFString IObjectInfoImpl<CDitherCumulative>::m_ObjectName;

@@ -6,12 +6,14 @@
 #include "effects/Dissolve.h"
 #include "effects/Dither.h"
 #include "effects/RandomTransition.h"
+#include "sdk/Text.h"
 
 namespace {
 
-// A preset: a T whose property `id` is set to `value` right after creation, handed out as the
-// caller's interface. The preset is only a starting value; the property stays adjustable.
-template <class T, int id, int value>
+// A preset: a T whose property is set right after creation (through Control, not checked),
+// handed out as the caller's interface. The preset is only a starting value; the property stays
+// adjustable.
+template <class T, int preset>
 HRESULT CreatePreset(void* /*outer*/, IID* iid, void** out) {
   IUnknown* object = nullptr;
   IID unknown = IID_IUnknown;
@@ -20,45 +22,30 @@ HRESULT CreatePreset(void* /*outer*/, IID* iid, void** out) {
   if (created < 0) return created;
   IUIPropInterrogate* properties = nullptr;
   object->QueryInterface(IID_IUIPropInterrogate, reinterpret_cast<void**>(&properties));
-  if (properties != nullptr) properties->Control(id, value);  // not checked
+  if (properties != nullptr) properties->Control(T::kPresets[preset].id, T::kPresets[preset].value);
   const HRESULT hr = object->QueryInterface(*iid, out);
   if (properties != nullptr) properties->Release();
   object->Release();
   return hr;
 }
 
-}  // namespace
-
-HRESULT CreatePushTransition(void* outer, IID* iid, void** out) {
-  return CreatePreset<CCover, CCover::kStyle, CCover::kPush>(outer, iid, out);
+// A row for T's own name and factory, and one for T's preset number `preset`.
+template <class T>
+constexpr ModuleComponent Component() {
+  return {T::kName, &CObject<T>::_CreateInstance};
+}
+template <class T, int preset>
+constexpr ModuleComponent Preset() {
+  return {T::kPresets[preset].name, &CreatePreset<T, preset>};
 }
 
-HRESULT CreateCrushTransition(void* outer, IID* iid, void** out) {
-  return CreatePreset<CCover, CCover::kStyle, CCover::kCrush>(outer, iid, out);
-}
-
-namespace {
-
-// Rows in the order CreateFunction tests them.
+// Rows in the order CreateFunction tests them: one line per name.
 constexpr std::array kComponents{
-    ModuleComponent{RefLiteral(L"PushTransition"), &CreatePushTransition},
-    ModuleComponent{RefLiteral(L"CrushTransition"), &CreateCrushTransition},
-    ModuleComponent{RefLiteral(L"CoverTransition"), &CObject<CCover>::_CreateInstance},
-    ModuleComponent{RefLiteral(L"DissolveTransition"), &CObject<CDissolve>::_CreateInstance},
-    ModuleComponent{RefLiteral(L"DissolveAdditiveTransition"),
-                    &CObject<CDissolveAdditive>::_CreateInstance},
-    ModuleComponent{RefLiteral(L"DitherTransition"), &CObject<CDither>::_CreateInstance},
-    ModuleComponent{RefLiteral(L"DitherCumulativeTransition"),
-                    &CObject<CDitherCumulative>::_CreateInstance},
-    ModuleComponent{RefLiteral(L"RandomTransition"), &CObject<CRandomTransition>::_CreateInstance},
+    Preset<CCover, 0>(),  // "PushTransition"
+    Preset<CCover, 1>(),  // "CrushTransition"
+    Component<CCover>(),  Component<CDissolve>(),         Component<CDissolveAdditive>(),
+    Component<CDither>(), Component<CDitherCumulative>(), Component<CRandomTransition>(),
 };
-
-bool SameName(tagREFString a, tagREFString b) {
-  if (a.length != b.length || a.length <= 0) return false;
-  for (int i = 0; i < a.length; ++i)
-    if (a.text[i] != b.text[i]) return false;
-  return true;
-}
 
 }  // namespace
 
@@ -68,7 +55,7 @@ std::span<const ModuleComponent> ModuleComponents() {
 
 extern "C" HRESULT CreateFunction(tagREFString name, ComponentFactory* out) {
   for (const ModuleComponent& row : kComponents) {
-    if (SameName(name, row.name)) {
+    if (kelo_text::SameName(name, row.name)) {
       *out = row.factory;
       return S_OK;
     }

@@ -14,10 +14,6 @@ struct ModuleComponent {
 // registered with the host under the kind "KeloSlideTransition".
 std::span<const ModuleComponent> ModuleComponents();
 
-// The preset factories: a cover effect with its Style set to push or crush.
-HRESULT CreatePushTransition(void* outer, IID* iid, void** out);
-HRESULT CreateCrushTransition(void* outer, IID* iid, void** out);
-
 extern "C" {
 KELO_EXPORT HRESULT InitializeModule(void* reserved, IComponentCollection* collection);
 KELO_EXPORT HRESULT CreateFunction(tagREFString name, ComponentFactory* out);

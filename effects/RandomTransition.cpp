@@ -1,15 +1,9 @@
 #include "effects/RandomTransition.h"
 
-#include <cmath>
-#include <cstring>
-
 #include "frame/Loader.h"
+#include "sdk/Text.h"
 #include "support/Convert.h"
 #include "support/Random.h"
-
-template <>
-const tagREFString IObjectInfoImpl<CRandomTransition>::m_ObjectName =
-    RefLiteral(L"RandomTransition");
 
 namespace {
 
@@ -17,10 +11,7 @@ constexpr char kTransitionKindUTF8[] = "KeloSlideTransition";
 
 // Only a name equal to ours (and not empty) is left out; nameless entries stay candidates.
 bool IsOwnName(tagREFString name) {
-  const tagREFString own = IObjectInfoImpl<CRandomTransition>::m_ObjectName;
-  if (name.length != own.length || name.length == 0) return false;
-  return std::memcmp(name.text, own.text, sizeof(wchar_t) * static_cast<std::size_t>(own.length)) ==
-         0;
+  return kelo_text::SameName(name, CRandomTransition::kName);
 }
 
 }  // namespace
@@ -68,11 +59,8 @@ HRESULT CRandomTransition::FinalConstruct() {
 HRESULT CRandomTransition::Uninitialize() {
   int count = 0;
   if (candidates != nullptr) candidates->GetCount(&count);
-  // Every index 0..n-1 has nearly the same chance, and r = 4294967295 still gives n - 1. With no
-  // candidates the index is -1 (or 0 for r = 0), which the collection refuses.
-  const std::uint32_t r = gRandom.Random();
-  const double x = 0.0 + (static_cast<double>(count - 1) + 0.9999999) * (r / 4294967295.0);
-  const auto index = static_cast<int>(std::floor(x));
+  // With no candidates the index is -1 (or 0), which the collection refuses.
+  const int index = RandomPick(gRandom.Random(), count);
   IUnknown* item = nullptr;
   if (candidates != nullptr) candidates->GetItem(index, &item);
 

@@ -9,6 +9,8 @@
 
 class CRandomTransition : public CSimpleTransition<CRandomTransition> {
  public:
+  static constexpr tagREFString kName = RefLiteral(L"RandomTransition");
+
   // Gathers the candidates (every "KeloSlideTransition" component but this one) and makes the
   // first pick. Always S_OK.
   HRESULT FinalConstruct() override;
@@ -28,6 +30,3 @@ class CRandomTransition : public CSimpleTransition<CRandomTransition> {
   IKeloTransition* current = nullptr;          // owned; the effect in use, or null
   IComponentCollection* candidates = nullptr;  // owned; one component string per candidate
 };
-
-template <>
-const tagREFString IObjectInfoImpl<CRandomTransition>::m_ObjectName;

@@ -5,7 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "effects/CIFObject.h"
+#include "effects/FramePictures.h"
+#include "effects/HostComponents.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -158,25 +159,17 @@ void MaskRow24To32(const unsigned char* mask, const unsigned char* from, const u
 
 HRESULT CTransitionHelper::ApplyMask(ICIF* from, ICIF* to, ICIF* mask, ICIF** out) {
   if (from == nullptr || to == nullptr || mask == nullptr || out == nullptr) return E_INVALIDARG;
-  const TransitionShape shape = ReadTransitionShape(from, to);
-  const int fromBits = shape.fromBits, toBits = shape.toBits;
-  const unsigned width = shape.width, height = shape.height, planes = shape.planes;
+  FramePictures pictures(from, to);
+  const TransitionShape& shape = pictures.shape;
   unsigned maskWidth = 0, maskHeight = 0, maskPlanes = 0;
   mask->GetSize(&maskWidth, &maskHeight, &maskPlanes);
-  if (maskWidth < width || maskHeight < height) return E_INVALIDARG;
-
-  ICIF* resized = nullptr;
-  if (shape.SizesDiffer()) {
-    resized = ResampleTo(from, width, height);
-    if (resized == nullptr) return E_FAIL;
-    from = resized;
-  }
-  ICIFImageDIB* result = CIFObject::CreateImageDIB();
-  if (result == nullptr) {
-    if (resized != nullptr) resized->Release();
-    return E_FAIL;
-  }
-  result->Create(width, height, 1, toBits, shape.format);
+  if (maskWidth < shape.width || maskHeight < shape.height) return E_INVALIDARG;
+  if (!pictures.MatchSizes()) return E_FAIL;
+  from = pictures.from;
+  const int fromBits = shape.fromBits, toBits = shape.toBits;
+  const unsigned width = shape.width, height = shape.height, planes = shape.planes;
+  ComPtr<ICIF> result = CreateResult(CIFObject::CreateImageDIB(), shape);
+  if (!result) return E_FAIL;
 
   using RowFunction = void (*)(const unsigned char*, const unsigned char*, const unsigned char*,
                                unsigned char*, std::size_t);
@@ -190,7 +183,7 @@ HRESULT CTransitionHelper::ApplyMask(ICIF* from, ICIF* to, ICIF* mask, ICIF** ou
   if (row != nullptr) {
     const PlaneRows m = GetPlaneRows(mask, 0);
     for (unsigned plane = 0; plane < planes && m.first != nullptr; ++plane) {
-      const PlaneRows o = GetPlaneRows(result, plane);
+      const PlaneRows o = GetPlaneRows(result.Get(), plane);
       const PlaneRows f = GetPlaneRows(from, plane);
       const PlaneRows t = GetPlaneRows(to, plane);
       if (o.first == nullptr || f.first == nullptr || t.first == nullptr) continue;
@@ -198,7 +191,6 @@ HRESULT CTransitionHelper::ApplyMask(ICIF* from, ICIF* to, ICIF* mask, ICIF** ou
     }
   }
 
-  *out = result;
-  if (resized != nullptr) resized->Release();
+  *out = result.Detach();
   return S_OK;
 }

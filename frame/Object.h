@@ -68,10 +68,12 @@ class CObject final : public T {
     return this->m_count.load(std::memory_order_relaxed);
   }
 
+  // Exactly one caller sees the count go from 1 to 0 and destroys the object, even when final
+  // releases race. Every other caller returns the count after its own decrement: reading the
+  // count again could touch an object another thread has just freed.
   std::uint32_t Release() override {
-    this->m_count.fetch_sub(1, std::memory_order_acq_rel);
-    const std::uint32_t count = this->m_count.load(std::memory_order_relaxed);
-    if (count != 0) return count;
+    const std::uint32_t before = this->m_count.fetch_sub(1, std::memory_order_acq_rel);
+    if (before != 1) return before - 1;
     this->FinalRelease();
     delete this;
     return 0;
@@ -96,7 +98,8 @@ class CObject final : public T {
   }
 };
 
-// GetName answers the class's object name, a view of a constant string (not a copy).
+// GetName answers the class's object name, a view of a constant string (not a copy). The name
+// is the class's own `kName`, so it is written once, beside the class.
 template <class T>
 class IObjectInfoImpl : public IObjectInfo {
  public:
@@ -109,6 +112,9 @@ class IObjectInfoImpl : public IObjectInfo {
  protected:
   ~IObjectInfoImpl() = default;
 };
+
+template <class T>
+const tagREFString IObjectInfoImpl<T>::m_ObjectName = T::kName;
 
 // The shape of the simple effects: no properties, answering only IObjectInfo and
 // IKeloTransition; Uninitialize drops nothing unless the effect says otherwise.

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "frame/Loader.h"
+#include "properties/TextTable.h"
 #include "support/Convert.h"
 #include "support/REFString.h"
 
@@ -168,39 +168,13 @@ HRESULT ControlEx(const UIPropertyTable& table, int id, IUnknown* value, CObject
 
 HRESULT PropE(UIPropertyTable& table, IUnknown* object, int id, void* value, int flags,
               IUnknown* textSource, int textId, int* choicesOption) {
-  // The table's name: the text source itself when it is a string, else the component name of
-  // the text source (or of this object) through an attached "ComponentString".
-  IString* tableName = nullptr;
-  if (textSource != nullptr)
-    textSource->QueryInterface(IID_IString, reinterpret_cast<void**>(&tableName));
-  if (tableName == nullptr) {
-    IID iid = IID_IComponentString;
-    if (auto* component =
-            static_cast<IComponentString*>(CreateObject(RefLiteral(L"ComponentString"), &iid))) {
-      component->Attach(textSource != nullptr ? textSource : object);
-      component->GetText(kComponentName, &tableName);
-      component->Release();
-    }
-  }
-
-  IStringTable* strings = nullptr;
-  IID tableIid = IID_IStringTable;
-  if (tableName != nullptr) {
-    strings = static_cast<IStringTable*>(CreateObject(RefLiteral(L"StringTable"), &tableIid));
-    if (strings != nullptr && strings->Open(tableName) < 0) {
-      strings->Release();
-      strings = nullptr;
-    }
-    tableName->Release();
-  }
+  // The table: the text source itself when it is a string, else the one named after the
+  // component of the text source (or of this object).
+  IStringTable* strings = OpenTextTable(textSource, textSource != nullptr ? textSource : object);
   if (strings == nullptr) return E_FAIL;
-
-  IString* text = nullptr;
-  if (IString* key = ISCreate(textId)) {
-    int index = 0;
-    if (strings->Find(key, &index) >= 0) strings->GetText(index, &text);
-    key->Release();
-  }
+  IString* key = ISCreate(textId);
+  IString* text = FindText(strings, key);
+  if (key != nullptr) key->Release();
   strings->Release();
   if (text == nullptr) return E_FAIL;
 

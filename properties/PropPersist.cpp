@@ -6,6 +6,7 @@
 
 #include "frame/Loader.h"
 #include "properties/PropInterrogate.h"
+#include "properties/TextTable.h"
 #include "sdk/ComPtr.h"
 #include "support/Convert.h"
 #include "support/FileName.h"
@@ -26,26 +27,7 @@ I* Query(IUnknown* object, const IID& iid) {
 // the property id; without a table or an entry the name is the id in decimal.
 class PropertyNamer {
  public:
-  PropertyNamer(IUnknown* object, INamedCollection* names) {
-    IString* tableName = Query<IString>(names, IID_IString);
-    if (tableName == nullptr) {
-      IID iid = IID_IComponentString;
-      if (auto* component =
-              static_cast<IComponentString*>(CreateObject(RefLiteral(L"ComponentString"), &iid))) {
-        component->Attach(object);
-        component->GetText(kComponentName, &tableName);
-        component->Release();
-      }
-    }
-    if (tableName == nullptr) return;
-    IID iid = IID_IStringTable;
-    table_ = static_cast<IStringTable*>(CreateObject(RefLiteral(L"StringTable"), &iid));
-    if (table_ != nullptr && table_->Open(tableName) < 0) {
-      table_->Release();
-      table_ = nullptr;
-    }
-    tableName->Release();
-  }
+  PropertyNamer(IUnknown* object, INamedCollection* names) : table_(OpenTextTable(names, object)) {}
   ~PropertyNamer() {
     if (table_ != nullptr) table_->Release();
   }
@@ -57,10 +39,7 @@ class PropertyNamer {
     const std::wstring key = std::to_wstring(id);
     if (table_ != nullptr) {
       IString* keyString = ISCreate(RefView(key));
-      int index = 0;
-      IString* text = nullptr;
-      if (keyString != nullptr && table_->Find(keyString, &index) >= 0)
-        table_->GetText(index, &text);
+      IString* text = FindText(table_, keyString);
       if (keyString != nullptr) keyString->Release();
       if (text != nullptr) {
         const CREFString view(text);

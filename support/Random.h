@@ -32,3 +32,11 @@ extern CRandom32 gRandom;
 inline int RandomChoice(std::uint32_t r, int count, int base = 0) {
   return static_cast<int>(r / 4294967295.0 * (count - 0.0000001) + base);
 }
+
+// The random transition's pick among `count` candidates: floor(((count - 1) + 0.9999999) * r /
+// 4294967295). The same values as RandomChoice but for rounding at count 2, and an empty range
+// gives -1 (0 for r = 0), which no collection accepts.
+inline int RandomPick(std::uint32_t r, int count) {
+  const double x = 0.0 + (static_cast<double>(count - 1) + 0.9999999) * (r / 4294967295.0);
+  return static_cast<int>(__builtin_floor(x));
+}

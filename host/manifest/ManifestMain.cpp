@@ -1,31 +1,29 @@
-// Writes the component manifest: one line per component of every module, with its module and
-// kind. The global component collection reads it to find components and load their modules.
+// Writes the component manifest: one line per component of every host module, with its module
+// and kind, followed by the lines other modules wrote of themselves (the files given after the
+// output). The global component collection reads it to find components and load their modules.
 #include <cstdio>
 #include <fstream>
 #include <string>
 
-#include "effects/KeloTransitions.h"
 #include "host/core/Components.h"
 #include "host/imaging/Components.h"
 #include "host/storage/Components.h"
+#include "sdk/Text.h"
 
 namespace {
-
-std::string Narrow(std::wstring_view text) {
-  return std::string(text.begin(), text.end());
-}
 
 void WriteHostTable(std::ofstream& out, std::wstring_view module,
                     std::span<const host::HostComponent> table) {
   for (const host::HostComponent& row : table)
-    out << Narrow(row.name) << '\t' << Narrow(module) << '\t' << Narrow(row.kind) << '\n';
+    out << kelo_text::Utf8FromWide(row.name) << '\t' << kelo_text::Utf8FromWide(module) << '\t'
+        << kelo_text::Utf8FromWide(row.kind) << '\n';
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: kelo_manifest OUTPUT\n");
+  if (argc < 2) {
+    std::fprintf(stderr, "usage: kelo_manifest OUTPUT [MODULE_LINES...]\n");
     return 2;
   }
   const std::string path = argv[1];
@@ -36,9 +34,14 @@ int main(int argc, char** argv) {
     WriteHostTable(out, host::core::kModuleName, host::core::Components());
     WriteHostTable(out, host::imaging::kModuleName, host::imaging::Components());
     WriteHostTable(out, host::storage::kModuleName, host::storage::Components());
-    for (const ModuleComponent& row : ModuleComponents())
-      out << Narrow({row.name.text, static_cast<std::size_t>(row.name.length)})
-          << "\tKeloTransitions\t" << Narrow(kTransitionKind) << '\n';
+    for (int i = 2; i < argc; ++i) {
+      std::ifstream lines(argv[i]);
+      if (!lines) {
+        std::fprintf(stderr, "kelo_manifest: cannot read %s\n", argv[i]);
+        return 1;
+      }
+      out << lines.rdbuf();
+    }
     if (!out.flush()) {
       std::fprintf(stderr, "kelo_manifest: cannot write %s\n", temporary.c_str());
       return 1;

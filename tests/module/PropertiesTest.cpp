@@ -6,7 +6,7 @@
 #include <string>
 
 #include "frame/Object.h"
-#include "properties/EffectFrame.h"
+#include "properties/AdjustableEffect.h"
 #include "properties/PropInterrogate.h"
 #include "support/Convert.h"
 #include "tests/common/TestHost.h"

@@ -1,4 +1,4 @@
-#include "properties/EffectFrame.h"
+#include "properties/AdjustableEffect.h"
 
 #include <cwchar>
 

@@ -1,0 +1,42 @@
+#include "effects/Drawing.h"
+
+#include "effects/HostComponents.h"
+
+Drawing::Drawing()
+    : transform_(ComPtr<ICIFTransform>::Adopt(CIFObject::CreateTransform())),
+      maths_(ComPtr<ICIFMaths>::Adopt(CIFObject::CreateMaths())) {}
+
+ComPtr<ICIF> Drawing::Resize(ICIF* source, int width, int height) const {
+  ComPtr<ICIF> out;
+  if (transform_)
+    transform_->Resize(source, out.Put(), static_cast<unsigned>(width),
+                       static_cast<unsigned>(height), 0, 1);
+  return out;
+}
+
+ComPtr<ICIF> Drawing::Copy(ICIF* source) const {
+  ComPtr<ICIF> out;
+  if (maths_) maths_->Copy(out.Put(), source, 0, 0);
+  return out;
+}
+
+void Drawing::Clear(ICIF* picture) const {
+  if (maths_ && picture != nullptr) maths_->Clear(picture, nullptr, 0);
+}
+
+void Drawing::Paste(ICIF* destination, ICIF* source, int x, int y) const {
+  if (maths_ && destination != nullptr && source != nullptr)
+    maths_->Paste(destination, source, nullptr, x, y);
+}
+
+void Drawing::PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int rw, int rh, int x,
+                          int y) const {
+  auto region = ComPtr<ICIFSubImage>::Adopt(CIFObject::CreateSubImage());
+  if (!region || source == nullptr) return;
+  region->Create(source, rx, ry, rw, rh, 0, 0);
+  Paste(destination, region.Get(), x, y);
+}
+
+void Drawing::Finish(ICIF* picture) const {
+  if (transform_ && picture != nullptr) transform_->Finish(picture);
+}

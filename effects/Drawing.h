@@ -1,0 +1,35 @@
+// The host operations effects draw with: resizing, copying, clearing, pasting (whole pictures or
+// regions of them) and finishing. Every operation hands out an owned picture and quietly does
+// nothing when the host gave no component or no picture: effects check no host result.
+#pragma once
+
+#include <cstdint>
+
+#include "frame/Com.h"
+#include "sdk/ComPtr.h"
+
+class Drawing {
+ public:
+  Drawing();  // makes a "CIFTransform" and a "CIFMaths" for this frame
+
+  ComPtr<ICIF> Resize(ICIF* source, int width, int height) const;
+  ComPtr<ICIF> Copy(ICIF* source) const;
+  void Clear(ICIF* picture) const;
+  void Paste(ICIF* destination, ICIF* source, int x, int y) const;
+  // Pastes the region (rx, ry, rw, rh) of `source` at (x, y), through a sub-picture.
+  void PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int rw, int rh, int x,
+                   int y) const;
+  // The closing call on a finished result.
+  void Finish(ICIF* picture) const;
+
+ private:
+  ComPtr<ICIFTransform> transform_;
+  ComPtr<ICIFMaths> maths_;
+};
+
+// A truncating conversion to 32 bits as the processor makes it: values that do not fit (and
+// NaN) give INT32_MIN instead of undefined behaviour.
+inline std::int32_t TruncInt(double value) {
+  if (!(value > -2147483649.0 && value < 2147483648.0)) return INT32_MIN;
+  return static_cast<std::int32_t>(value);
+}

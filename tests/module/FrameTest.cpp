@@ -1,7 +1,9 @@
 // The component frame: identities, interface tables, reference counts, creation and entry points.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
+#include <functional>
 
 #include "effects/Dissolve.h"
 #include "effects/KeloTransitions.h"
@@ -91,6 +93,7 @@ int gLive = 0;
 HRESULT gConstructResult = S_OK;
 class CProbe : public CObjectRoot, public IObjectInfoImpl<CProbe>, public IKeloTransition {
  public:
+  static constexpr tagREFString kName = RefLiteral(L"Probe");
   CProbe() { ++gLive; }
   static const auto& Interfaces() {
     static constexpr std::array table{Entry<CProbe, IKeloTransition>(&IID_IKeloTransition)};
@@ -103,13 +106,6 @@ class CProbe : public CObjectRoot, public IObjectInfoImpl<CProbe>, public IKeloT
  protected:
   ~CProbe() { --gLive; }
 };
-
-}  // namespace
-
-template <>
-const tagREFString IObjectInfoImpl<CProbe>::m_ObjectName = RefLiteral(L"Probe");
-
-namespace {
 
 TEST(ComponentObject, FailedCreationLeavesNothingBehind) {
   IID iid = IID_IKeloTransition;
@@ -146,15 +142,95 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
   EXPECT_EQ(CreateFunction(tagREFString{8, L"Dissolve"}, &factory), E_FAIL);
   EXPECT_EQ(factory, reinterpret_cast<ComponentFactory>(1));  // not written on failure
 
-  // Every registered name creates an object that names itself and is a transition.
-  for (const ModuleComponent& row : ModuleComponents()) {
+  // Every name the module offers makes a transition named after its class: presets are the
+  // cover effect with a style already set.
+  const std::pair<const wchar_t*, const wchar_t*> names[] = {
+      {L"PushTransition", L"CoverTransition"},
+      {L"CrushTransition", L"CoverTransition"},
+      {L"CoverTransition", L"CoverTransition"},
+      {L"DissolveTransition", L"DissolveTransition"},
+      {L"DissolveAdditiveTransition", L"DissolveAdditiveTransition"},
+      {L"DitherTransition", L"DitherTransition"},
+      {L"DitherCumulativeTransition", L"DitherCumulativeTransition"},
+      {L"RandomTransition", L"RandomTransition"}};
+  EXPECT_EQ(ModuleComponents().size(), std::size(names));
+  for (const auto& [component, objectName] : names) {
     ComponentFactory f = nullptr;
-    ASSERT_EQ(CreateFunction(row.name, &f), S_OK);
-    IID iid = IID_IKeloTransition;
-    IKeloTransition* transition = nullptr;
-    ASSERT_EQ(f(nullptr, &iid, reinterpret_cast<void**>(&transition)), S_OK);
-    transition->Release();
+    ASSERT_EQ(CreateFunction(RefView(component), &f), S_OK) << component;
+    IID iid = IID_IObjectInfo;
+    ComPtr<IObjectInfo> info;
+    ASSERT_EQ(f(nullptr, &iid, info.PutVoid()), S_OK) << component;
+    tagREFString name{};
+    info->GetName(0, &name);
+    EXPECT_EQ(std::wstring(name.text, name.length), objectName);
+    EXPECT_TRUE(info.As<IKeloTransition>()) << component;
   }
+}
+
+// Two final releases racing, made deterministic: the probe's reference count (found by
+// CObject<T> before the frame's own) runs the other release right after this one's decrement,
+// which is where a second thread can slip in. Exactly one of them must destroy the object, and
+// the interrupted one must not read the count again. Memory comes from a buffer that is never
+// freed, so a second destruction is counted rather than corrupting the heap.
+int gDestructions = 0;
+class CRaceProbe : public CObjectRoot, public IObjectInfoImpl<CRaceProbe>, public IKeloTransition {
+ public:
+  static constexpr tagREFString kName = RefLiteral(L"RaceProbe");
+  static const auto& Interfaces() {
+    static constexpr std::array table{Entry<CRaceProbe, IKeloTransition>(&IID_IKeloTransition)};
+    return table;
+  }
+  HRESULT DoTransition(ICIF*, ICIF*, ICIF**, double) override { return S_OK; }
+  HRESULT Uninitialize() override { return S_OK; }
+
+  static void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    alignas(std::max_align_t) static unsigned char buffer[1024];
+    return size <= sizeof buffer ? buffer : nullptr;
+  }
+  static void operator delete(void*) noexcept { ++gDestructions; }
+
+  struct InterruptibleCount {
+    std::uint32_t value = 1;
+    bool touchedAfterInterruption = false;
+    std::function<void()> afterDecrement;  // the other release, run once
+    std::uint32_t fetch_add(std::uint32_t n, std::memory_order) {
+      return std::exchange(value, value + n);
+    }
+    std::uint32_t fetch_sub(std::uint32_t n, std::memory_order) {
+      const std::uint32_t before = std::exchange(value, value - n);
+      if (auto other = std::exchange(afterDecrement, nullptr)) {
+        other();
+        touchedAfterInterruption = false;  // the count is read again only after this point
+        interrupted = true;
+      }
+      return before;
+    }
+    std::uint32_t load(std::memory_order) {
+      if (interrupted) touchedAfterInterruption = true;
+      return value;
+    }
+    bool interrupted = false;
+  } m_count;
+
+ protected:
+  ~CRaceProbe() = default;
+};
+
+TEST(ComponentObject, RacingFinalReleasesDestroyOnce) {
+  IID iid = IID_IKeloTransition;
+  IKeloTransition* object = nullptr;
+  ASSERT_EQ(CObject<CRaceProbe>::_CreateInstance(nullptr, &iid, reinterpret_cast<void**>(&object)),
+            S_OK);
+  object->AddRef();
+  auto* probe = static_cast<CRaceProbe*>(static_cast<CObject<CRaceProbe>*>(object));
+  std::uint32_t otherResult = 99;
+  probe->m_count.afterDecrement = [&] { otherResult = object->Release(); };
+  gDestructions = 0;
+  const std::uint32_t result = object->Release();
+  EXPECT_EQ(gDestructions, 1);
+  EXPECT_EQ(otherResult, 0u);  // the release that reached 0 destroyed the object
+  EXPECT_EQ(result, 1u);       // the interrupted one: the count after its own decrement
+  EXPECT_FALSE(probe->m_count.touchedAfterInterruption);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ class CProbeEffect : public CObjectRoot,
                      public IUIPropInterrogateImpl<CProbeEffect, IUIPropInterrogateEx, 10>,
                      public CDataPersistImpl<CProbeEffect> {
  public:
+  static constexpr tagREFString kName = RefLiteral(L"ShutterBandsTransition");
   static const auto& Interfaces() {
     static constexpr std::array table{
         Entry<CProbeEffect, IObjectInfo>(&IID_IObjectInfo),
@@ -59,14 +60,6 @@ class CProbeEffect : public CObjectRoot,
   }
 };
 
-}  // namespace
-
-template <>
-const tagREFString IObjectInfoImpl<CProbeEffect>::m_ObjectName =
-    RefLiteral(L"ShutterBandsTransition");
-
-namespace {
-
 using Probe = CObject<CProbeEffect>;
 
 ComPtr<IUIPropInterrogateEx> MakeProbe(CProbeEffect** raw = nullptr) {
@@ -75,12 +68,6 @@ ComPtr<IUIPropInterrogateEx> MakeProbe(CProbeEffect** raw = nullptr) {
   EXPECT_EQ(Probe::_CreateInstance(nullptr, &iid, properties.PutVoid()), S_OK);
   if (raw != nullptr) *raw = static_cast<CProbeEffect*>(static_cast<Probe*>(properties.Get()));
   return properties;
-}
-
-int FloatBits(float value) {
-  int bits;
-  std::memcpy(&bits, &value, 4);
-  return bits;
 }
 
 TEST(PropertyInterrogation, StatusCodesAndValueKinds) {

@@ -1,0 +1,159 @@
+// The operations CAdjustableEffect builds from a declaration, for an effect of the other shape
+// than the cover family's (tested in CoverTest): entries appended directly with ranges and
+// starting values, a double, an interface of its own, a declared Replicate order and a page
+// without a string table.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "properties/AdjustableEffect.h"
+#include "sdk/ComPtr.h"
+#include "support/REFString.h"
+#include "tests/common/TestHost.h"
+
+namespace {
+
+// Named "ShutterBandsTransition" so that its text entry 11 and the names of ids 1, 2 and 4 come
+// from that string table.
+class CBandsProbe : public CAdjustableEffect<CBandsProbe, IShutter> {
+ public:
+  static constexpr tagREFString kName = RefLiteral(L"ShutterBandsTransition");
+  static const EffectDeclaration<CBandsProbe> kDeclaration;
+
+  HRESULT DoTransition(ICIF*, ICIF*, ICIF**, double) override { return E_NOTIMPL; }
+  HRESULT get_Style(short* value) override { return Get(style, value); }
+  HRESULT put_Style(short value) override { return Put(style, value); }
+  HRESULT get_Bands(short* value) override { return Get(bands, value); }
+  HRESULT put_Bands(short value) override { return Put(bands, value); }
+  HRESULT get_Direction(short* value) override { return Get(direction, value); }
+  HRESULT put_Direction(short value) override { return Put(direction, value); }
+
+  std::int32_t direction = -1, bands = -1, style = -1;
+  double turns = -1;
+
+ private:
+  static HRESULT Get(std::int32_t member, short* value) {
+    *value = static_cast<short>(member);
+    return S_OK;
+  }
+  static HRESULT Put(std::int32_t& member, short value) {
+    member = value;
+    return S_OK;
+  }
+};
+
+const EffectDeclaration<CBandsProbe> CBandsProbe::kDeclaration{
+    .properties = {{
+        {.id = 1,
+         .integer = &CBandsProbe::direction,
+         .flags = kPropChoice | kPropInt32,
+         .textId = 11,
+         .random = {.count = 2}},
+        {.id = 2,
+         .integer = &CBandsProbe::bands,
+         .minimum = 1,
+         .maximum = 9,
+         .initial = 3,
+         .random = {.count = 9, .base = 1}},
+        {.id = 4, .integer = &CBandsProbe::style, .minimum = 0, .maximum = 3},
+        {.id = 7, .real = &CBandsProbe::turns, .flags = kPropDouble, .initial = 1.1},
+    }},
+    .texts = L"ShutterBandsTransition",
+    .replicateOrder = {7, 4, 1, 2},
+};
+
+ComPtr<IUIPropInterrogateEx> MakeProbe(CBandsProbe** raw) {
+  ComPtr<IUIPropInterrogateEx> properties;
+  IID iid = IID_IUIPropInterrogate;
+  EXPECT_EQ(CObject<CBandsProbe>::_CreateInstance(nullptr, &iid, properties.PutVoid()), S_OK);
+  *raw = static_cast<CBandsProbe*>(static_cast<CObject<CBandsProbe>*>(properties.Get()));
+  return properties;
+}
+
+TEST(AdjustableEffect, FinalConstructAddsTheDeclaredEntriesWithTheirStartingValues) {
+  testhost::Global();
+  CBandsProbe* probe = nullptr;
+  auto properties = MakeProbe(&probe);
+  EXPECT_EQ(probe->direction, 0);
+  EXPECT_EQ(probe->bands, 3);
+  EXPECT_EQ(probe->style, 0);
+  EXPECT_EQ(probe->turns, 1.1);
+
+  int count = 0, low = 0, high = 0;
+  EXPECT_EQ(properties->Inquire(UIPROP_ALL, &count), S_OK);
+  EXPECT_EQ(count, 4);
+  // The text entry gives a list of choices; the others keep their declared ranges.
+  int value = -1;
+  EXPECT_EQ(properties->Inquire(1, &value), 0x43);
+  ComPtr<IUnknown> choices;
+  EXPECT_EQ(properties->ParameterEnumeration(1, choices.Put()), S_OK);
+  EXPECT_TRUE(choices);
+  EXPECT_EQ(properties->Inquire(2, &value), kPropInt32);
+  EXPECT_EQ(value, 3);
+  EXPECT_EQ(properties->ParameterRange(2, &low, &high), S_OK);
+  EXPECT_EQ(std::make_pair(low, high), std::make_pair(1, 9));
+  EXPECT_EQ(properties->ParameterRange(4, &low, &high), S_OK);
+  EXPECT_EQ(std::make_pair(low, high), std::make_pair(0, 3));
+  EXPECT_EQ(properties->ParameterEnumeration(2, choices.Put()), E_INVALIDARG);
+
+  // Every interface of the shape, the effect's own included, reaches the same object.
+  const IID* interfaces[] = {&IID_IObjectInfo,           &IID_IKeloTransition,   &IShutter::kIID,
+                             &IID_IRandomizableObject,   &IID_IReplicableObject, &IID_IDataPersist,
+                             &IID_IUIPropertyPageSpecify};
+  for (const IID* iid : interfaces) {
+    ComPtr<IUnknown> answer;
+    EXPECT_EQ(properties->QueryInterface(*iid, answer.PutVoid()), S_OK);
+  }
+  short bands = 0;
+  properties.As<IShutter>()->get_Bands(&bands);
+  EXPECT_EQ(bands, 3);
+}
+
+TEST(AdjustableEffect, RandomizeDrawsOnlyTheDeclaredRanges) {
+  CBandsProbe* probe = nullptr;
+  auto properties = MakeProbe(&probe);
+  probe->style = 77;
+  std::set<int> directions, bands;
+  for (int i = 0; i < 400; ++i) {
+    EXPECT_EQ(properties.As<IRandomizableObject>()->Randomize(), S_OK);
+    directions.insert(probe->direction);
+    bands.insert(probe->bands);
+  }
+  EXPECT_EQ(directions, (std::set<int>{0, 1}));
+  EXPECT_EQ(bands, (std::set<int>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
+  EXPECT_EQ(probe->style, 77);  // no random range: left alone
+  EXPECT_EQ(probe->turns, 1.1);
+}
+
+TEST(AdjustableEffect, ReplicateCopiesEverySettingAndPagesNameNoTable) {
+  CBandsProbe* probe = nullptr;
+  auto properties = MakeProbe(&probe);
+  probe->direction = 3;
+  probe->bands = -5;  // copied as it is: Control clamps nothing
+  probe->style = 2;
+  probe->turns = 2.7;
+
+  ComPtr<IUnknown> copy;
+  ASSERT_EQ(properties.As<IReplicableObject>()->Replicate(copy.Put()), S_OK);
+  ASSERT_TRUE(copy.As<IKeloTransition>());
+  auto* copied = static_cast<CBandsProbe*>(
+      static_cast<CObject<CBandsProbe>*>(static_cast<IKeloTransition*>(copy.Get())));
+  EXPECT_EQ(copied->direction, 3);
+  EXPECT_EQ(copied->bands, -5);
+  EXPECT_EQ(copied->style, 2);
+  EXPECT_EQ(copied->turns, static_cast<double>(2.7f));  // a double travels as a float
+
+  ComPtr<INamedCollection> pages;
+  ASSERT_EQ(properties.As<IUIPropertyPageSpecify>()->GetPages(0, pages.Put(), nullptr), S_OK);
+  int count = 0;
+  pages->GetCount(&count);
+  EXPECT_EQ(count, 1);
+  ComPtr<IUnknown> page, texts;
+  pages->GetValue(0, page.Put());
+  pages->GetExtra(0, texts.Put());
+  const CREFString pageName(page.As<IString>().Get());
+  EXPECT_EQ(std::wstring(pageName.text, pageName.length), L"UIPropInterrogatePropPage");
+  EXPECT_FALSE(texts);
+}
+
+}  // namespace

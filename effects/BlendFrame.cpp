@@ -193,25 +193,20 @@ HRESULT BlendTransition(ICIF* from, ICIF* to, ICIF** out, double fromWeight, dou
           static_cast<std::size_t>(width) * static_cast<unsigned>(toBits) / 8;
       const BlendRows blend(fromTable, toTable, sum);
       for (unsigned y = 0; y < height; ++y) blend(f.Row(y), t.Row(y), r.Row(y), rowBytes);
-    } else if (fromBits == 32 && toBits == 24) {
+    } else if ((fromBits == 32 && toBits == 24) || (fromBits == 24 && toBits == 32)) {
+      // Three colour bytes per pixel, stepping by each picture's own pixel size, except that
+      // `to` is always read three bytes per pixel: with a 32-bit `to` only the first three
+      // quarters of each of its rows take part. A fourth result byte is not written.
+      const unsigned fromStep = static_cast<unsigned>(fromBits) / 8;
+      const unsigned outStep = static_cast<unsigned>(toBits) / 8;
       for (unsigned y = 0; y < height; ++y) {
         const unsigned char* a = f.Row(y);
         const unsigned char* b = t.Row(y);
         unsigned char* o = r.Row(y);
         for (unsigned x = 0; x < width; ++x)
-          for (int c = 0; c < 3; ++c)
-            o[3 * x + c] = Combine(fromTable.entry[a[4 * x + c]], toTable.entry[b[3 * x + c]], sum);
-      }
-    } else if (fromBits == 24 && toBits == 32) {
-      // `to` is read three bytes per pixel although its pixels are four bytes wide, so only the
-      // first three quarters of each to row take part; the fourth result byte is not written.
-      for (unsigned y = 0; y < height; ++y) {
-        const unsigned char* a = f.Row(y);
-        const unsigned char* b = t.Row(y);
-        unsigned char* o = r.Row(y);
-        for (unsigned x = 0; x < width; ++x)
-          for (int c = 0; c < 3; ++c)
-            o[4 * x + c] = Combine(fromTable.entry[a[3 * x + c]], toTable.entry[b[3 * x + c]], sum);
+          for (unsigned c = 0; c < 3; ++c)
+            o[outStep * x + c] =
+                Combine(fromTable.entry[a[fromStep * x + c]], toTable.entry[b[3 * x + c]], sum);
       }
     }
     // Any other pair of formats: nothing is written; the canvas keeps its content.

@@ -1,5 +1,7 @@
 #include "effects/Cover.h"
 
+#include <utility>
+
 #include "effects/Drawing.h"
 #include "effects/HostComponents.h"
 
@@ -94,41 +96,25 @@ HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) 
       break;
     }
     case kCrush: {
+      // The outgoing picture squeezed into its strip, then the incoming one grown into its own:
+      // where each strip's top-left corner lands, per direction.
+      struct Corner {
+        int x, y;
+      };
+      const auto [squeezedAt, growingAt] =
+          direction == 0   ? std::pair{Corner{0, toH}, Corner{0, 0}}
+          : direction == 2 ? std::pair{Corner{0, 0}, Corner{0, fromH}}
+          : direction == 3 ? std::pair{Corner{toW, 0}, Corner{0, 0}}
+                           : std::pair{Corner{0, 0}, Corner{fromW, 0}};
       const bool rows = direction == 0 || direction == 2;
       ComPtr<ICIF> squeezed = rows ? draw.Resize(from, w, fromH) : draw.Resize(from, fromW, h);
       result = draw.Copy(to);
       // Lines the two strips leave uncovered show the cleared colour, not `to`.
       draw.Clear(result.Get());
-      switch (direction) {
-        case 0:
-          draw.Paste(result.Get(), squeezed.Get(), 0, toH);
-          break;
-        case 2:
-          draw.Paste(result.Get(), squeezed.Get(), 0, 0);
-          break;
-        case 3:
-          draw.Paste(result.Get(), squeezed.Get(), toW, 0);
-          break;
-        default:
-          draw.Paste(result.Get(), squeezed.Get(), 0, 0);
-          break;
-      }
+      draw.Paste(result.Get(), squeezed.Get(), squeezedAt.x, squeezedAt.y);
       squeezed.Reset();
       ComPtr<ICIF> growing = rows ? draw.Resize(to, w, toH) : draw.Resize(to, toW, h);
-      switch (direction) {
-        case 0:
-          draw.Paste(result.Get(), growing.Get(), 0, 0);
-          break;
-        case 2:
-          draw.Paste(result.Get(), growing.Get(), 0, fromH);
-          break;
-        case 3:
-          draw.Paste(result.Get(), growing.Get(), 0, 0);
-          break;
-        default:
-          draw.Paste(result.Get(), growing.Get(), fromW, 0);
-          break;
-      }
+      draw.Paste(result.Get(), growing.Get(), growingAt.x, growingAt.y);
       break;
     }
     default:  // any other style shows the resized outgoing picture alone

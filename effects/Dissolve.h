@@ -7,16 +7,10 @@ class CDissolve : public CSimpleTransition<CDissolve> {
  public:
   static constexpr tagREFString kName = RefLiteral(L"DissolveTransition");
   HRESULT DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) override;
-
- protected:
-  ~CDissolve() = default;
 };
 
 class CDissolveAdditive : public CSimpleTransition<CDissolveAdditive> {
  public:
   static constexpr tagREFString kName = RefLiteral(L"DissolveAdditiveTransition");
   HRESULT DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) override;
-
- protected:
-  ~CDissolveAdditive() = default;
 };

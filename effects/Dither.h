@@ -60,9 +60,6 @@ class CDither : public CSimpleTransition<CDither> {
  public:
   static constexpr tagREFString kName = RefLiteral(L"DitherTransition");
   HRESULT DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) override;
-
- protected:
-  ~CDither() = default;
 };
 
 // "DitherCumulativeTransition": keeps its pattern between frames and only adds (or, going

@@ -5,23 +5,37 @@
 #pragma once
 
 #include "frame/Com.h"
+#include "frame/Loader.h"
+
+// A new instance of the host component `name` answering I, through a cache of its own.
+template <class I>
+I* CreateHostComponent(const char* name) {
+  static CachedComponent cache;  // one per interface: every accessor asks for a different one
+  return static_cast<I*>(CreateFromRegisteredComponent(cache, name, I::kIID));
+}
 
 // Pictures and picture operations.
 class CIFObject {
  public:
-  static ICIFImageCANVAS* CreateImageCANVAS();
-  static ICIFImage* CreateImage();
-  static ICIFImageDIB* CreateImageDIB();
-  static ICIFSubImage* CreateSubImage();
-  static ICIFTransform* CreateTransform();  // Resize, Warp, Finish
-  static ICIFMaths* CreateMaths();          // Clear, Paste, Copy
-  static ICIFDeform* CreateDeform();
+  static auto CreateImageCANVAS() { return CreateHostComponent<ICIFImageCANVAS>("CIFImageCANVAS"); }
+  static auto CreateImage() { return CreateHostComponent<ICIFImage>("CIFImage"); }
+  static auto CreateImageDIB() { return CreateHostComponent<ICIFImageDIB>("CIFImageDIB"); }
+  static auto CreateSubImage() { return CreateHostComponent<ICIFSubImage>("CIFSubImage"); }
+  // Resize, Warp, Finish.
+  static auto CreateTransform() { return CreateHostComponent<ICIFTransform>("CIFTransform"); }
+  // Clear, Paste, Copy.
+  static auto CreateMaths() { return CreateHostComponent<ICIFMaths>("CIFMaths"); }
+  static auto CreateDeform() { return CreateHostComponent<ICIFDeform>("CIFDeform"); }
 };
 
 // Points and transforms.
 class GEOObject {
  public:
-  static IPointsCollection* CreatePointsCollection();
-  static ITransformBestFit* CreateBestFit();
-  static ILinearTransform* CreateLinearTransform();
+  static auto CreatePointsCollection() {
+    return CreateHostComponent<IPointsCollection>("PointsCollection");
+  }
+  static auto CreateBestFit() { return CreateHostComponent<ITransformBestFit>("TransformBestFit"); }
+  static auto CreateLinearTransform() {
+    return CreateHostComponent<ILinearTransform>("LinearTransform");
+  }
 };

@@ -24,21 +24,16 @@ constexpr auto kExpand24 = [] {
   return table;
 }();
 
-inline std::uint64_t Load64(const unsigned char* p) {
-  std::uint64_t v;
-  std::memcpy(&v, p, 8);
+// Unaligned word access to pixel bytes.
+template <class Word>
+inline Word Load(const unsigned char* p) {
+  Word v;
+  std::memcpy(&v, p, sizeof v);
   return v;
 }
-inline void Store64(unsigned char* p, std::uint64_t v) {
-  std::memcpy(p, &v, 8);
-}
-inline std::uint32_t Load32(const unsigned char* p) {
-  std::uint32_t v;
-  std::memcpy(&v, p, 4);
-  return v;
-}
-inline void Store32(unsigned char* p, std::uint32_t v) {
-  std::memcpy(p, &v, 4);
+template <class Word>
+inline void Store(unsigned char* p, Word v) {
+  std::memcpy(p, &v, sizeof v);
 }
 
 // 0xFF for a mask byte that selects `to`, 0 for one that selects `from`.
@@ -53,20 +48,28 @@ inline void Pixel3(unsigned char m, const unsigned char* from, const unsigned ch
     out[c] = static_cast<unsigned char>((to[c] & k) | (from[c] & static_cast<unsigned char>(~k)));
 }
 
+#if defined(__SSE2__)
+// 0xFF in each lane whose mask byte is 0 (the pixel comes from `from`), for 16 mask bytes.
+inline __m128i FromLanes(const unsigned char* mask) {
+  return _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(mask)),
+                        _mm_setzero_si128());
+}
+// 16 output bytes: from's where `fromLanes` is 0xFF, to's elsewhere.
+inline void Select16(__m128i fromLanes, const unsigned char* from, const unsigned char* to,
+                     unsigned char* out) {
+  const __m128i f = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+  const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(to));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                   _mm_or_si128(_mm_and_si128(fromLanes, f), _mm_andnot_si128(fromLanes, t)));
+}
+#endif
+
 // One row per pair of pixel sizes: n pixels, each from `to` where its mask byte is non-zero.
 void MaskRow8(const unsigned char* mask, const unsigned char* from, const unsigned char* to,
               unsigned char* out, std::size_t n) {
   std::size_t x = 0;
 #if defined(__SSE2__)
-  const __m128i zero = _mm_setzero_si128();
-  for (; x + 16 <= n; x += 16) {
-    const __m128i z =
-        _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(mask + x)), zero);
-    const __m128i f = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + x));
-    const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(to + x));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
-                     _mm_or_si128(_mm_and_si128(z, f), _mm_andnot_si128(z, t)));
-  }
+  for (; x + 16 <= n; x += 16) Select16(FromLanes(mask + x), from + x, to + x, out + x);
 #endif
   for (; x < n; ++x) {
     const unsigned char k = ToByte(mask[x]);
@@ -78,16 +81,11 @@ void MaskRow32(const unsigned char* mask, const unsigned char* from, const unsig
                unsigned char* out, std::size_t n) {
   std::size_t x = 0;
 #if defined(__SSE2__)
-  const __m128i zero = _mm_setzero_si128();
-  auto blend = [&](std::size_t byte, __m128i z) {
-    const __m128i f = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + byte));
-    const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(to + byte));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + byte),
-                     _mm_or_si128(_mm_and_si128(z, f), _mm_andnot_si128(z, t)));
+  auto blend = [&](std::size_t byte, __m128i lanes) {
+    Select16(lanes, from + byte, to + byte, out + byte);
   };
   for (; x + 16 <= n; x += 16) {
-    const __m128i z =
-        _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(mask + x)), zero);
+    const __m128i z = FromLanes(mask + x);
     const __m128i low = _mm_unpacklo_epi8(z, z);
     const __m128i high = _mm_unpackhi_epi8(z, z);
     blend(4 * x, _mm_unpacklo_epi16(low, low));
@@ -98,7 +96,8 @@ void MaskRow32(const unsigned char* mask, const unsigned char* from, const unsig
 #endif
   for (; x < n; ++x) {
     const std::uint32_t k = mask[x] != 0 ? 0xFFFFFFFFu : 0u;
-    Store32(out + 4 * x, (Load32(to + 4 * x) & k) | (Load32(from + 4 * x) & ~k));
+    Store(out + 4 * x,
+          (Load<std::uint32_t>(to + 4 * x) & k) | (Load<std::uint32_t>(from + 4 * x) & ~k));
   }
 }
 
@@ -106,11 +105,8 @@ void MaskRow24(const unsigned char* mask, const unsigned char* from, const unsig
                unsigned char* out, std::size_t n) {
   std::size_t x = 0;
 #if defined(__SSE2__)
-  const __m128i zero = _mm_setzero_si128();
   for (; x + 16 <= n; x += 16) {
-    const __m128i z =
-        _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(mask + x)), zero);
-    const unsigned bits = static_cast<unsigned>(_mm_movemask_epi8(z));
+    const unsigned bits = static_cast<unsigned>(_mm_movemask_epi8(FromLanes(mask + x)));
     const unsigned char* low = kExpand24[bits & 0xFF].data();
     const unsigned char* high = kExpand24[bits >> 8].data();
     const __m128i e[3] = {
@@ -120,10 +116,7 @@ void MaskRow24(const unsigned char* mask, const unsigned char* from, const unsig
         _mm_loadu_si128(reinterpret_cast<const __m128i*>(high + 8))};
     for (int part = 0; part < 3; ++part) {
       const std::size_t byte = 3 * x + 16 * static_cast<std::size_t>(part);
-      const __m128i f = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + byte));
-      const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(to + byte));
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + byte),
-                       _mm_or_si128(_mm_and_si128(e[part], f), _mm_andnot_si128(e[part], t)));
+      Select16(e[part], from + byte, to + byte, out + byte);
     }
   }
 #endif
@@ -132,9 +125,10 @@ void MaskRow24(const unsigned char* mask, const unsigned char* from, const unsig
     for (unsigned i = 0; i < 8; ++i) bits |= static_cast<unsigned>(mask[x + i] == 0) << i;
     const unsigned char* e = kExpand24[bits].data();
     for (std::size_t word = 0; word < 24; word += 8) {
-      const std::uint64_t k = Load64(e + word);
+      const auto k = Load<std::uint64_t>(e + word);
       const std::size_t byte = 3 * x + word;
-      Store64(out + byte, (Load64(from + byte) & k) | (Load64(to + byte) & ~k));
+      Store(out + byte,
+            (Load<std::uint64_t>(from + byte) & k) | (Load<std::uint64_t>(to + byte) & ~k));
     }
   }
   for (; x < n; ++x) Pixel3(mask[x], from + 3 * x, to + 3 * x, out + 3 * x);

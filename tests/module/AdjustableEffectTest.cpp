@@ -143,16 +143,11 @@ TEST(AdjustableEffect, ReplicateCopiesEverySettingAndPagesNameNoTable) {
   EXPECT_EQ(copied->style, 2);
   EXPECT_EQ(copied->turns, static_cast<double>(2.7f));  // a double travels as a float
 
+  // The page entry names no string table when the declaration gives none.
   ComPtr<INamedCollection> pages;
   ASSERT_EQ(properties.As<IUIPropertyPageSpecify>()->GetPages(0, pages.Put(), nullptr), S_OK);
-  int count = 0;
-  pages->GetCount(&count);
-  EXPECT_EQ(count, 1);
-  ComPtr<IUnknown> page, texts;
-  pages->GetValue(0, page.Put());
-  pages->GetExtra(0, texts.Put());
-  const CREFString pageName(page.As<IString>().Get());
-  EXPECT_EQ(std::wstring(pageName.text, pageName.length), L"UIPropInterrogatePropPage");
+  ComPtr<IUnknown> texts;
+  EXPECT_TRUE(Succeeded(pages->GetExtra(0, texts.Put())));  // S_FALSE: nothing to give
   EXPECT_FALSE(texts);
 }
 

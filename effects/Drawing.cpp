@@ -37,6 +37,11 @@ void Drawing::PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int r
   Paste(destination, region.Get(), x, y);
 }
 
+void Drawing::Warp(ITransform* transform, ICIF* source, ICIF* destination) const {
+  if (transform_ && transform != nullptr && source != nullptr && destination != nullptr)
+    transform_->Warp(transform, source, destination, 0, 0, 1, 1);
+}
+
 void Drawing::Finish(ICIF* picture) const {
   if (transform_ && picture != nullptr) transform_->Finish(picture);
 }

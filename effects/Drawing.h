@@ -19,6 +19,9 @@ class Drawing {
   // Pastes the region (rx, ry, rw, rh) of `source` at (x, y), through a sub-picture.
   void PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int rw, int rh, int x,
                    int y) const;
+  // Draws `source` into `destination` through `transform` (offset 0, 0, scale 1, 1); pixels
+  // outside the warped picture stay as they are.
+  void Warp(ITransform* transform, ICIF* source, ICIF* destination) const;
   // The closing call on a finished result.
   void Finish(ICIF* picture) const;
 

@@ -503,6 +503,15 @@ std::string FindFfmpeg() {
   return {};
 }
 
+std::string RequireFfmpeg(const std::filesystem::path& output) {
+  std::string program = FindFfmpeg();
+  if (program.empty())
+    throw AppError(kExitOutput, "'" + output.string() +
+                                    "' needs the ffmpeg program (Debian package 'ffmpeg'); .webp, "
+                                    ".gif, .rgb and .png frame output work without it");
+  return program;
+}
+
 std::unique_ptr<FrameSink> MakeSink(const std::filesystem::path& output, VideoFormat format) {
   switch (OutputKindOf(output)) {
     case OutputKind::kPngFrames:
@@ -514,15 +523,9 @@ std::unique_ptr<FrameSink> MakeSink(const std::filesystem::path& output, VideoFo
     case OutputKind::kRaw:
       return std::make_unique<RawSink>(output, format);
     case OutputKind::kMp4:
-    case OutputKind::kWebM: {
-      const std::string program = FindFfmpeg();
-      if (program.empty())
-        throw AppError(kExitOutput, "'" + output.string() +
-                                        "' needs the ffmpeg program (Debian package 'ffmpeg'); "
-                                        ".webp, .gif, .rgb and .png frame output work without it");
+    case OutputKind::kWebM:
       return std::make_unique<FfmpegSink>(output, format, OutputKindOf(output) == OutputKind::kWebM,
-                                          program);
-    }
+                                          RequireFfmpeg(output));
     case OutputKind::kPng:
       break;
   }

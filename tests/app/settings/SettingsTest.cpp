@@ -155,35 +155,45 @@ TEST(SettingsLibrary, NumbersAreCheckedAgainstTypeRangeAndKind) {
   for (std::size_t i = 0; i < properties.size(); ++i)
     EXPECT_EQ(properties[i].type, types[i]) << properties[i].id;
 
-  // Catches: values outside the range, or text for a number, reaching the effect.
+  // Catches: accepted values not reaching the effect, boolean words not understood, doubles not
+  // travelling as float bits, texts not handed over.
   EXPECT_FALSE(settings.Set("1", "7"));
-  EXPECT_EQ(probe->count, 7);
-  EXPECT_EQ(KindOf(settings.Set("1", "11")), SettingsErrorKind::kOutOfRange);
-  EXPECT_EQ(KindOf(settings.Set("1", "0")), SettingsErrorKind::kOutOfRange);
-  EXPECT_EQ(KindOf(settings.Set("1", "seven")), SettingsErrorKind::kWrongType);
-  EXPECT_EQ(probe->count, 7);
-  // Catches: a value truncated to the kind instead of refused.
-  auto wide = settings.Set("3", "256");
-  ASSERT_TRUE(wide);
-  EXPECT_EQ(wide->kind, SettingsErrorKind::kOutOfRange);
-  EXPECT_EQ(wide->detail, "out of the 8-bit integer range");
-  EXPECT_FALSE(settings.Set("3", "255"));
-  EXPECT_EQ(probe->small, 255);
-
-  // Catches: boolean words not understood.
   EXPECT_FALSE(settings.Set("2", "Yes"));
-  EXPECT_EQ(probe->flag, 1);
-  EXPECT_FALSE(settings.Set("2", "off"));
-  EXPECT_EQ(probe->flag, 0);
-  EXPECT_EQ(KindOf(settings.Set("2", "maybe")), SettingsErrorKind::kWrongType);
-
-  // Catches: doubles unchecked, or not travelling as float bits.
+  EXPECT_FALSE(settings.Set("3", "255"));
   EXPECT_FALSE(settings.Set("4", "2.5"));
+  EXPECT_FALSE(settings.Set("5", "caption"));
+  EXPECT_EQ(probe->count, 7);
+  EXPECT_EQ(probe->flag, 1);
+  EXPECT_EQ(probe->small, 255);
   EXPECT_EQ(probe->ratio, 2.5);
-  EXPECT_EQ(KindOf(settings.Set("4", "4.5")), SettingsErrorKind::kOutOfRange);
-  EXPECT_EQ(KindOf(settings.Set("4", "nan")), SettingsErrorKind::kWrongType);
-  EXPECT_EQ(KindOf(settings.Set("4", "two")), SettingsErrorKind::kWrongType);
+  const auto text = settings.Find("5");
+  ASSERT_TRUE(text && text->current);
+  EXPECT_EQ(kelo::FormatValue(*text, *text->current), "\"caption\"");
+
+  // Catches: a value outside the range or the kind (truncated instead of refused), text for a
+  // number, or an object from text reaching the effect, or refused for the wrong reason.
+  const struct {
+    const char* id;
+    const char* text;
+    SettingsErrorKind kind;
+  } refusals[] = {{"1", "11", SettingsErrorKind::kOutOfRange},
+                  {"1", "0", SettingsErrorKind::kOutOfRange},
+                  {"1", "seven", SettingsErrorKind::kWrongType},
+                  {"2", "maybe", SettingsErrorKind::kWrongType},
+                  {"3", "256", SettingsErrorKind::kOutOfRange},
+                  {"4", "4.5", SettingsErrorKind::kOutOfRange},
+                  {"4", "nan", SettingsErrorKind::kWrongType},
+                  {"4", "two", SettingsErrorKind::kWrongType},
+                  {"6", "anything", SettingsErrorKind::kNotSettable}};
+  for (const auto& refusal : refusals)
+    EXPECT_EQ(KindOf(settings.Set(refusal.id, refusal.text)), refusal.kind)
+        << refusal.id << "=" << refusal.text;
+  EXPECT_EQ(probe->count, 7);
+  EXPECT_EQ(probe->flag, 1);
+  EXPECT_EQ(probe->small, 255);
   EXPECT_EQ(probe->ratio, 2.5);
+  EXPECT_EQ(settings.Set("3", "256")->detail, "out of the 8-bit integer range");
+
   // Typed values from a front end are checked the same way.
   EXPECT_EQ(KindOf(settings.Apply(properties[3], PropertyValue(2L))),
             SettingsErrorKind::kWrongType);
@@ -191,13 +201,6 @@ TEST(SettingsLibrary, NumbersAreCheckedAgainstTypeRangeAndKind) {
             SettingsErrorKind::kOutOfRange);
   EXPECT_FALSE(settings.Apply(properties[3], PropertyValue(0.25)));
   EXPECT_EQ(probe->ratio, 0.25);
-
-  // Catches: texts not handed over, objects taken from text.
-  EXPECT_FALSE(settings.Set("5", "caption"));
-  const auto text = settings.Find("5");
-  ASSERT_TRUE(text && text->current);
-  EXPECT_EQ(kelo::FormatValue(*text, *text->current), "\"caption\"");
-  EXPECT_EQ(KindOf(settings.Set("6", "anything")), SettingsErrorKind::kNotSettable);
 }
 
 class SettingsFiles : public testing::Test {

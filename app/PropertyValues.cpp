@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 
 #include "app/Settings.h"
 #include "app/Text.h"
@@ -261,6 +262,9 @@ std::optional<SettingsError> TransitionSettings::Check(const Property& property,
       return ValueError(SettingsErrorKind::kWrongType, property, text, "expected a number");
     if (property.hasRange && (*value < property.minimum || *value > property.maximum))
       return ValueError(SettingsErrorKind::kOutOfRange, property, text, expected);
+    // Both kinds travel as a float, whatever the range says.
+    if (std::fabs(*value) > std::numeric_limits<float>::max())
+      return ValueError(SettingsErrorKind::kOutOfRange, property, text, "out of the float range");
     return std::nullopt;
   }
   if (property.kind == kPropString) {

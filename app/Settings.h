@@ -3,7 +3,8 @@
 // effect itself describes them (IUIPropInterrogate and the host's string tables), checking and
 // applying values, and loading and saving settings files through the effect's own persistence.
 // Nothing here prints or exits, and a user's mistake is a returned SettingsError, never a throw:
-// each front end words it and decides what follows.
+// each front end words it and decides what follows. Only a host that cannot make strings throws,
+// as the Host itself does.
 #pragma once
 
 #include <filesystem>
@@ -21,7 +22,7 @@
 namespace kelo {
 
 enum class SettingsErrorKind {
-  kUnknownTransition,  // no transition is registered under the name (nor a near one)
+  kUnknownTransition,  // no transition is registered under the name, whatever its case or suffix
   kNotCreated,         // the transition is registered but the host made no effect
   kNoSettings,         // the effect has no properties (or no persistence, for files)
   kUnknownProperty,    // no property has that name or id

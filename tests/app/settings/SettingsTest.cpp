@@ -33,11 +33,13 @@ class CSettingsProbe : public CObjectRoot,
     AddProperty(4, &ratio, kPropDouble, 0, 4);
     AddProperty(5, &label, kPropString, 0, 0);
     AddProperty(6, &object, kPropObject, 0, 0);
+    AddProperty(7, &scale, kPropFloat, 0, 0);
     return S_OK;
   }
   std::int32_t count = 1, flag = 0;
   std::uint8_t small = 0;
   double ratio = 1.0;
+  float scale = 1.0f;
   IString* label = nullptr;
   IUnknown* object = nullptr;
 
@@ -147,11 +149,11 @@ TEST(SettingsLibrary, NumbersAreCheckedAgainstTypeRangeAndKind) {
   CSettingsProbe* probe = nullptr;
   const TransitionSettings settings = MakeProbe(&probe);
   const auto properties = settings.Properties();
-  ASSERT_EQ(properties.size(), 6u);
+  ASSERT_EQ(properties.size(), 7u);
   // Catches: a type derived from anything but the flags word.
-  const PropertyType types[] = {PropertyType::kInteger, PropertyType::kBoolean,
-                                PropertyType::kInteger, PropertyType::kDouble,
-                                PropertyType::kText,    PropertyType::kOther};
+  const PropertyType types[] = {
+      PropertyType::kInteger, PropertyType::kBoolean, PropertyType::kInteger, PropertyType::kDouble,
+      PropertyType::kText,    PropertyType::kOther,   PropertyType::kFloat};
   for (std::size_t i = 0; i < properties.size(); ++i)
     EXPECT_EQ(properties[i].type, types[i]) << properties[i].id;
 
@@ -162,10 +164,12 @@ TEST(SettingsLibrary, NumbersAreCheckedAgainstTypeRangeAndKind) {
   EXPECT_FALSE(settings.Set("3", "255"));
   EXPECT_FALSE(settings.Set("4", "2.5"));
   EXPECT_FALSE(settings.Set("5", "caption"));
+  EXPECT_FALSE(settings.Set("7", "-0.5"));
   EXPECT_EQ(probe->count, 7);
   EXPECT_EQ(probe->flag, 1);
   EXPECT_EQ(probe->small, 255);
   EXPECT_EQ(probe->ratio, 2.5);
+  EXPECT_EQ(probe->scale, -0.5f);
   const auto text = settings.Find("5");
   ASSERT_TRUE(text && text->current);
   EXPECT_EQ(kelo::FormatValue(*text, *text->current), "\"caption\"");
@@ -184,7 +188,8 @@ TEST(SettingsLibrary, NumbersAreCheckedAgainstTypeRangeAndKind) {
                   {"4", "4.5", SettingsErrorKind::kOutOfRange},
                   {"4", "nan", SettingsErrorKind::kWrongType},
                   {"4", "two", SettingsErrorKind::kWrongType},
-                  {"6", "anything", SettingsErrorKind::kNotSettable}};
+                  {"6", "anything", SettingsErrorKind::kNotSettable},
+                  {"7", "1e39", SettingsErrorKind::kOutOfRange}};
   for (const auto& refusal : refusals)
     EXPECT_EQ(KindOf(settings.Set(refusal.id, refusal.text)), refusal.kind)
         << refusal.id << "=" << refusal.text;
@@ -192,6 +197,7 @@ TEST(SettingsLibrary, NumbersAreCheckedAgainstTypeRangeAndKind) {
   EXPECT_EQ(probe->flag, 1);
   EXPECT_EQ(probe->small, 255);
   EXPECT_EQ(probe->ratio, 2.5);
+  EXPECT_EQ(probe->scale, -0.5f);
   EXPECT_EQ(settings.Set("3", "256")->detail, "out of the 8-bit integer range");
 
   // Typed values from a front end are checked the same way.

@@ -212,19 +212,22 @@ SettingsResult<PropertyValue> TransitionSettings::Parse(const Property& property
       return ValueError(
           property.choices.empty() ? SettingsErrorKind::kWrongType : SettingsErrorKind::kNotAChoice,
           property, text, "expected " + DescribeConstraint(property));
-    if (auto error = Check(property, value, text)) return *error;
-    return PropertyValue(value);
+    return Checked(property, value, text);
   }
   if (property.kind == kPropFloat || property.kind == kPropDouble) {
     double value = 0;
     if (!ParseNumber(text, value))
       return ValueError(SettingsErrorKind::kWrongType, property, text, "expected a number");
-    if (auto error = Check(property, value, text)) return *error;
-    return PropertyValue(value);
+    return Checked(property, value, text);
   }
   // A text, or a kind that takes no value, which Check refuses.
-  PropertyValue value = std::string(text);
-  if (auto error = Check(property, value, text)) return *error;
+  return Checked(property, std::string(text), text);
+}
+
+SettingsResult<PropertyValue> TransitionSettings::Checked(const Property& property,
+                                                          PropertyValue value,
+                                                          std::string_view text) const {
+  if (auto error = Check(property, value, text)) return std::move(*error);
   return value;
 }
 

@@ -155,6 +155,9 @@ class TransitionSettings {
                            std::string detail) const;
   std::optional<SettingsError> Check(const Property& property, const PropertyValue& value,
                                      std::string_view text) const;
+  // The value, once Check accepts it.
+  SettingsResult<PropertyValue> Checked(const Property& property, PropertyValue value,
+                                        std::string_view text) const;
   // Hands a checked value to the effect.
   std::optional<SettingsError> Give(const Property& property, const PropertyValue& value,
                                     std::string_view text) const;

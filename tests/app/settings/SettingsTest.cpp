@@ -1,6 +1,6 @@
 // The settings library without the command line: transitions made through the real host, their
-// properties, values and settings files. Kinds no shipped effect has (ranges, booleans, doubles,
-// texts, objects) are driven on a probe built with the module's own property frame.
+// properties, values and settings files. Kinds no shipped effect has (ranges, booleans, floats,
+// doubles, texts, objects) are driven on a probe built with the module's own property frame.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -8,6 +8,13 @@
 #include "app/Settings.h"
 #include "frame/Object.h"
 #include "properties/PropInterrogate.h"
+
+namespace kelo {
+// Failures name the kind by its number rather than as bytes.
+void PrintTo(SettingsErrorKind kind, std::ostream* out) {
+  *out << "SettingsErrorKind " << static_cast<int>(kind);
+}
+}  // namespace kelo
 
 namespace {
 

@@ -6,20 +6,21 @@
 #include <iostream>
 
 #include "app/Builtin.h"
+#include "app/CommandSettings.h"
 #include "app/Errors.h"
 #include "app/Files.h"
 #include "app/PictureIO.h"
-#include "app/Properties.h"
 #include "app/Render.h"
+#include "app/Settings.h"
 #include "app/Sheet.h"
 #include "app/Text.h"
 #include "sdk/Properties.h"
-#include "sdk/Storage.h"
 
 namespace kelo {
 
 namespace {
 
+using kelo_text::Utf8FromWide;
 using Paths = std::vector<std::filesystem::path>;
 
 // The identities a host asks an effect for, in the order they are shown.
@@ -47,10 +48,7 @@ void CheckVideoOutput(const std::filesystem::path& output, const Paths& inputs, 
     throw AppError(kExitUsage, "'" + output.string() +
                                    "' is a single picture: for frames use a pattern such as "
                                    "frames/%04d.png, or 'kelo frame' for one frame");
-  if ((kind == OutputKind::kMp4 || kind == OutputKind::kWebM) && FindFfmpeg().empty())
-    throw AppError(kExitOutput, "'" + output.string() +
-                                    "' needs the ffmpeg program (Debian package 'ffmpeg'); .webp, "
-                                    ".gif, .rgb and .png frame output work without it");
+  if (kind == OutputKind::kMp4 || kind == OutputKind::kWebM) RequireFfmpeg(output);
   if (kind != OutputKind::kPngFrames) return CheckOutputPath(output, inputs);
   CheckOutputPath(FramePath(output, 0), inputs);
   for (long i = 1; i < frames; ++i)
@@ -60,48 +58,17 @@ void CheckVideoOutput(const std::filesystem::path& output, const Paths& inputs, 
                                         "' would overwrite the input '" + input.string() + "'");
 }
 
-// Loads an effect's settings from an XML file through the effect's own Load.
-void LoadSettings(const Host& host, IKeloTransition* effect, const std::string& name,
-                  const std::string& path) {
-  auto persist = ComPtr<IKeloTransition>::Share(effect).As<IDataPersist>();
-  if (!persist) throw AppError(kExitUsage, name + " has no settings to load from '" + path + "'");
-  auto stream = host.Create<IDataStream>(L"XMLStream");
-  if (!stream) throw AppError(kExitFailure, "the host has no XML streams");
-  const std::wstring widePath = FromUtf8(path);
-  const HRESULT opened = stream->Open(RefView(widePath), 0);
-  if (opened == E_INVALIDARG) throw AppError(kExitInput, "'" + path + "' is not well-formed XML");
-  if (opened < 0) throw AppError(kExitInput, "cannot read the settings file '" + path + "'");
-  persist->Load(stream.Get(), 0);
-}
+struct Fitting {
+  Size size;  // empty when no size was asked for
+  FitMode mode;
+  Rgb background;
+};
 
-// Saves an effect's settings to an XML file through the effect's own Save; the stream writes the
-// file under a temporary name and renames it when complete.
-void SaveSettings(const Host& host, IKeloTransition* effect, const std::string& name,
-                  const std::string& path) {
-  auto persist = ComPtr<IKeloTransition>::Share(effect).As<IDataPersist>();
-  if (!persist) throw AppError(kExitUsage, name + " has no settings to save");
-  auto stream = host.Create<IDataStream>(L"XMLStream");
-  if (!stream) throw AppError(kExitFailure, "the host has no XML streams");
-  persist->Save(stream.Get(), 0);
-  const std::wstring widePath = FromUtf8(path);
-  if (stream->Commit(RefView(widePath)) < 0)
-    throw AppError(kExitOutput, "cannot write the settings file '" + path + "'");
-}
-
-// An effect made through its component string, with the user's settings applied: first those of
-// a settings file, then each --set, then saved when asked.
-template <class Options>
-ComPtr<IKeloTransition> MakeEffect(const Host& host, const std::wstring& name,
-                                   const Options& options) {
-  auto effect = host.CreateTransition(name);
-  if (!effect) throw AppError(kExitFailure, "the host could not create " + ToUtf8(name));
-  if (!options.settingsFile.empty())
-    LoadSettings(host, effect.Get(), ToUtf8(name), options.settingsFile);
-  for (const auto& setting : options.settings)
-    ApplySetting(host, effect.Get(), name, ToUtf8(name), setting);
-  if (!options.saveSettingsFile.empty())
-    SaveSettings(host, effect.Get(), ToUtf8(name), options.saveSettingsFile);
-  return effect;
+Fitting ParseFitting(const FitOptions& options) {
+  Fitting fitting{
+      .size = {}, .mode = ParseFit(options.fit), .background = ParseColour(options.background)};
+  if (!options.size.empty()) fitting.size = ParseSize(options.size);
+  return fitting;
 }
 
 void PrintOutputs(const Paths& outputs) {
@@ -122,7 +89,7 @@ int RunList(const ListOptions& options) {
     throw AppError(kExitFailure, "the host lists no transitions (is KeloTransitions.so in " +
                                      host.ModuleDir().string() + "?)");
   for (const auto& wide : names) {
-    const std::string name = ToUtf8(wide);
+    const std::string name = Utf8FromWide(wide);
     if (options.namesOnly) {
       std::printf("%s\n", name.c_str());
       continue;
@@ -139,12 +106,13 @@ int RunList(const ListOptions& options) {
         answered += (answered.empty() ? "" : ", ") + std::string(known.name);
     }
     std::printf("%s\n  interfaces: %s\n", name.c_str(), answered.c_str());
-    const auto properties = ReadProperties(host, effect.Get(), wide);
-    if (properties.empty() && effect.As<IUIPropInterrogate>()) std::printf("  properties: none\n");
+    const TransitionSettings settings(host, ComPtr<IUnknown>::Share(effect.Get()), wide);
+    const auto properties = settings.Properties();
+    if (properties.empty() && settings.HasProperties()) std::printf("  properties: none\n");
     for (const auto& property : properties) {
       std::printf("  property %d%s%s: %s", property.id, property.name.empty() ? "" : " ",
                   property.name.c_str(), DescribeConstraint(property).c_str());
-      if (!property.value.empty()) std::printf(" = %s", property.value.c_str());
+      if (property.current) std::printf(" = %s", FormatValue(property, *property.current).c_str());
       std::printf("\n");
     }
   }
@@ -161,14 +129,13 @@ int RunFrame(const FrameOptions& options) {
   ProbePicture(options.to);
   CheckOutputPath(output, {options.from, options.to});
   Host host;
-  const auto name = host.ResolveTransitionName(options.transition);
-  auto effect = MakeEffect(host, name, options);
+  const auto effect = MakeEffect(host, options.transition, options.settings);
   auto from = std::async(std::launch::async, [&] { return DecodePicture(host, options.from); });
   auto to = DecodePicture(host, options.to);
   auto fromPicture = from.get();
   // The effect resamples `from` itself when the sizes differ.
-  auto frame =
-      RenderFrame(effect.Get(), ToUtf8(name), fromPicture.Get(), to.Get(), options.progress);
+  auto frame = RenderFrame(effect.Transition().Get(), effect.Name(), fromPicture.Get(), to.Get(),
+                           options.progress);
   SavePng(output, View(frame.Get()));
   std::printf("%s\n", output.c_str());
   return kExitOk;
@@ -177,10 +144,8 @@ int RunFrame(const FrameOptions& options) {
 int RunRender(const RenderOptions& options) {
   CheckFps(options.fps);
   CheckSeconds(options.duration, "--duration", false);
-  const FitMode fit = ParseFit(options.fit);
-  const Rgb background = ParseColour(options.background);
-  Size size;
-  if (!options.size.empty()) size = ParseSize(options.size);
+  const Fitting fitting = ParseFitting(options.fitting);
+  Size size = fitting.size;
   const std::filesystem::path output = options.output;
   const long frames = std::max(2L, FrameCount(options.duration, options.fps));
   ProbePicture(options.from);
@@ -188,22 +153,25 @@ int RunRender(const RenderOptions& options) {
   CheckVideoOutput(output, {options.from, options.to}, frames);
 
   Host host;
-  const auto name = host.ResolveTransitionName(options.transition);
-  auto effect = MakeEffect(host, name, options);
+  const auto effect = MakeEffect(host, options.transition, options.settings);
   auto fromFuture = std::async(std::launch::async, [&] {
     auto picture = DecodePicture(host, options.from);
-    return size.Empty() ? picture : FitPicture(host, picture.Get(), size, fit, background);
+    // Without a size the effect resamples `from` to to's size itself.
+    return fitting.size.Empty()
+               ? picture
+               : FitPicture(host, picture.Get(), fitting.size, fitting.mode, fitting.background);
   });
   auto to = DecodePicture(host, options.to);
   if (size.Empty())
     size = PictureSize(to.Get());
   else
-    to = FitPicture(host, to.Get(), size, fit, background);
+    to = FitPicture(host, to.Get(), size, fitting.mode, fitting.background);
   auto from = fromFuture.get();
 
   ProgressBar progress(frames, ProgressBar::WantedFor(options.quiet));
   AsyncSink sink(MakeSink(output, {size.width, size.height, options.fps}), &progress);
-  RenderTransition(effect.Get(), ToUtf8(name), from.Get(), to.Get(), frames, true, sink);
+  RenderTransition(effect.Transition().Get(), effect.Name(), from.Get(), to.Get(), frames, true,
+                   sink);
   sink.Finish();
   PrintOutputs(sink.Outputs());
   return kExitOk;
@@ -213,11 +181,9 @@ int RunSlideshow(const SlideshowOptions& options) {
   CheckFps(options.fps);
   CheckSeconds(options.hold, "--hold", true);
   CheckSeconds(options.duration, "--duration", true);
-  const FitMode fit = ParseFit(options.fit);
-  const Rgb background = ParseColour(options.background);
+  const Fitting fitting = ParseFitting(options.fitting);
+  Size size = fitting.size;
   if (options.pictures.empty()) throw AppError(kExitUsage, "no pictures given");
-  Size size;
-  if (!options.size.empty()) size = ParseSize(options.size);
   SlideshowPlan plan{options.pictures.size(), FrameCount(options.hold, options.fps),
                      FrameCount(options.duration, options.fps)};
   if (plan.TotalFrames() == 0)
@@ -229,21 +195,21 @@ int RunSlideshow(const SlideshowOptions& options) {
   CheckVideoOutput(output, inputs, plan.TotalFrames());
 
   Host host;
-  const auto name = host.ResolveTransitionName(options.transition);
   // One effect for the whole show: Uninitialize after each transition makes the random
   // transition pick again.
-  auto effect = MakeEffect(host, name, options);
+  const auto effect = MakeEffect(host, options.transition, options.settings);
+  const auto transition = effect.Transition();
   auto first = DecodePicture(host, inputs[0]);
   if (size.Empty()) size = PictureSize(first.Get());
   auto load = [&](std::size_t k) {
     auto picture = k == 0 ? first : DecodePicture(host, inputs[k]);
-    return FitPicture(host, picture.Get(), size, fit, background);
+    return FitPicture(host, picture.Get(), size, fitting.mode, fitting.background);
   };
-  const std::string effectName = ToUtf8(name);
   ProgressBar progress(plan.TotalFrames(), ProgressBar::WantedFor(options.quiet));
   AsyncSink sink(MakeSink(output, {size.width, size.height, options.fps}), &progress);
   RenderSlideshow(
-      plan, load, [&](std::size_t) { return std::make_pair(effect.Get(), effectName); }, sink);
+      plan, load, [&](std::size_t) { return std::make_pair(transition.Get(), effect.Name()); },
+      sink);
   sink.Finish();
   PrintOutputs(sink.Outputs());
   return kExitOk;
@@ -264,7 +230,7 @@ int RunSheet(const SheetOptions& options) {
   Host host;
   std::vector<std::wstring> names;
   for (const auto& transition : options.transitions)
-    names.push_back(host.ResolveTransitionName(transition));
+    names.push_back(ResolveTransitionName(host, transition));
   if (names.empty()) names = host.TransitionNames();
   if (names.empty()) throw AppError(kExitFailure, "the host lists no transitions");
   ComPtr<ICIF> from, to;
@@ -300,8 +266,8 @@ int RunDemo(const DemoOptions& options) {
     for (const auto& name : host.TransitionNames()) {
       try {
         auto effect = host.CreateTransition(name);
-        if (!effect) throw AppError(kExitFailure, ToUtf8(name) + " could not be created");
-        RenderFrame(effect.Get(), ToUtf8(name), from.Get(), to.Get(), 0.5);
+        if (!effect) throw AppError(kExitFailure, Utf8FromWide(name) + " could not be created");
+        RenderFrame(effect.Get(), Utf8FromWide(name), from.Get(), to.Get(), 0.5);
         (name == L"RandomTransition" ? random : names).push_back(name);
       } catch (const AppError& failure) {
         std::fprintf(stderr, "kelo: warning: left out of the demo: %s\n", failure.what());
@@ -324,14 +290,15 @@ int RunDemo(const DemoOptions& options) {
     for (const auto& name : names) {
       effects.push_back(host.CreateTransition(name));
       if (!effects.back())
-        throw AppError(kExitFailure, "the host could not create " + ToUtf8(name));
+        throw AppError(kExitFailure, "the host could not create " + Utf8FromWide(name));
     }
     const SlideshowPlan plan{names.size() + 1, FrameCount(0.6, fps), FrameCount(1.2, fps)};
     ProgressBar progress(plan.TotalFrames(), ProgressBar::WantedFor(options.quiet));
     AsyncSink sink(MakeTeeSink(std::move(sinks)), &progress);
     RenderSlideshow(
         plan, [&](std::size_t k) { return BuiltinPicture(host, k, size); },
-        [&](std::size_t k) { return std::make_pair(effects[k].Get(), ToUtf8(names[k])); }, sink);
+        [&](std::size_t k) { return std::make_pair(effects[k].Get(), Utf8FromWide(names[k])); },
+        sink);
     sink.Finish();
     for (auto& path : sink.Outputs()) written.push_back(path);
   }
@@ -351,7 +318,7 @@ int RunDemo(const DemoOptions& options) {
     auto from = BuiltinPicture(host, 0, size), to = BuiltinPicture(host, 1, size);
     AsyncSink sink(MakeSink(folder / "dissolve" / "%02d.png", {size.width, size.height, fps}),
                    nullptr);
-    RenderTransition(effect.Get(), ToUtf8(dissolve), from.Get(), to.Get(), 11, true, sink);
+    RenderTransition(effect.Get(), Utf8FromWide(dissolve), from.Get(), to.Get(), 11, true, sink);
     sink.Finish();
     for (auto& path : sink.Outputs()) written.push_back(path);
   }

@@ -6,6 +6,20 @@
 
 namespace kelo {
 
+// The transition's settings as the command line gives them.
+struct SettingsOptions {
+  std::vector<std::string> assignments;  // NAME=VALUE, applied in order
+  std::string loadFile;                  // XML settings loaded into the effect before them
+  std::string saveFile;                  // where to save the effect's settings (after them)
+};
+
+// How pictures are brought to the output size.
+struct FitOptions {
+  std::string size;  // empty: the command's own size
+  std::string fit = "contain";
+  std::string background = "black";
+};
+
 struct ListOptions {
   bool namesOnly = false;
 };
@@ -14,22 +28,16 @@ struct FrameOptions {
   std::string from, to, output;
   std::string transition = "DissolveTransition";
   double progress = 0.5;
-  std::vector<std::string> settings;
-  std::string settingsFile;      // XML settings loaded into the effect before --set
-  std::string saveSettingsFile;  // where to save the effect's settings as XML
+  SettingsOptions settings;
 };
 
 struct RenderOptions {
   std::string from, to, output;
   std::string transition = "DissolveTransition";
-  std::vector<std::string> settings;
-  std::string settingsFile;      // XML settings loaded into the effect before --set
-  std::string saveSettingsFile;  // where to save the effect's settings as XML
+  SettingsOptions settings;
   double duration = 1.0;
   double fps = 30;
-  std::string size;  // empty: to's size
-  std::string fit = "contain";
-  std::string background = "black";
+  FitOptions fitting;  // no size: to's size
   bool quiet = false;
 };
 
@@ -37,15 +45,11 @@ struct SlideshowOptions {
   std::vector<std::string> pictures;
   std::string output;
   std::string transition = "RandomTransition";
-  std::vector<std::string> settings;
-  std::string settingsFile;      // XML settings loaded into the effect before --set
-  std::string saveSettingsFile;  // where to save the effect's settings as XML
+  SettingsOptions settings;
   double hold = 2.0;
   double duration = 1.0;
   double fps = 30;
-  std::string size;  // empty: the first picture's size
-  std::string fit = "contain";
-  std::string background = "black";
+  FitOptions fitting;  // no size: the first picture's size
   bool quiet = false;
 };
 

@@ -124,27 +124,6 @@ ComPtr<IKeloTransition> Host::CreateTransition(std::wstring_view name) const {
   return effect;
 }
 
-std::wstring Host::ResolveTransitionName(const std::string& wanted) const {
-  const auto names = TransitionNames();
-  std::vector<std::string> narrow;
-  for (const auto& name : names) narrow.push_back(ToUtf8(name));
-  for (const auto& name : narrow)
-    if (name == wanted) return FromUtf8(name);
-  for (const auto& name : narrow)
-    if (EqualsIgnoreCase(name, wanted) || EqualsIgnoreCase(name, wanted + "Transition"))
-      return FromUtf8(name);
-  std::string message = "unknown transition '" + wanted + "'";
-  if (narrow.empty()) {
-    message +=
-        " (the host lists no transitions: is KeloTransitions.so in " + moduleDir_.string() + "?)";
-  } else if (auto nearest = NearestNames(wanted, narrow); !nearest.empty()) {
-    message += "; did you mean " + JoinAlternatives(nearest) + "?";
-  } else {
-    message += "; 'kelo list' shows the transitions";
-  }
-  throw AppError(kExitUsage, message);
-}
-
 ComPtr<ICIF> Host::NewPicture(unsigned width, unsigned height) const {
   ComPtr<ICIFImageDIB> image;
   dibComponent_->CreateInstance(ICIFImageDIB::kIID, image.PutVoid());

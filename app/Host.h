@@ -54,9 +54,6 @@ class Host {
   std::vector<std::wstring> TransitionNames() const;
   // A new effect of the named transition component, or empty when there is no such component.
   ComPtr<IKeloTransition> CreateTransition(std::wstring_view name) const;
-  // Resolves a user's transition name (exact, or exact but for case, or with "Transition"
-  // appended) among the registered ones; throws a usage error naming the nearest names.
-  std::wstring ResolveTransitionName(const std::string& name) const;
 
   // A new 24-bit RGB picture (uninitialised pixels). Safe to call from any thread.
   ComPtr<ICIF> NewPicture(unsigned width, unsigned height) const;

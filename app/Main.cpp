@@ -18,6 +18,26 @@ void AddQuiet(CLI::App* command, bool& quiet) {
   command->add_flag("-q,--quiet", quiet, "No progress bar");
 }
 
+// --set, --settings and --save-settings of a command that makes a transition.
+void AddSettings(CLI::App* command, kelo::SettingsOptions& options, const std::string& setHelp) {
+  command->add_option("--set", options.assignments, setHelp);
+  command->add_option("--settings", options.loadFile,
+                      "Load the transition's settings from an XML file (before --set)");
+  command->add_option("--save-settings", options.saveFile,
+                      "Save the transition's settings (after --set) to an XML file");
+}
+
+// --size, --fit and --background of a command that brings pictures to one size.
+void AddFitting(CLI::App* command, kelo::FitOptions& options, const std::string& sizeHelp,
+                const std::string& fitHelp) {
+  command->add_option("--size", options.size, sizeHelp);
+  command->add_option("--fit", options.fit, fitHelp)->capture_default_str();
+  command
+      ->add_option("--background", options.background,
+                   "Bar colour for contain: #RRGGBB, R,G,B, black or white")
+      ->capture_default_str();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -56,12 +76,7 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   frameCommand->add_option("-p,--progress", frame.progress, "0 shows --from, 1 shows --to")
       ->capture_default_str();
-  frameCommand->add_option("--set", frame.settings,
-                           "A setting NAME=VALUE (by name or id; repeatable)");
-  frameCommand->add_option("--settings", frame.settingsFile,
-                           "Load the transition's settings from an XML file (before --set)");
-  frameCommand->add_option("--save-settings", frame.saveSettingsFile,
-                           "Save the transition's settings (after --set) to an XML file");
+  AddSettings(frameCommand, frame.settings, "A setting NAME=VALUE (by name or id; repeatable)");
   frameCommand->add_option("-o,--output", frame.output, "The PNG file to write")->required();
   frameCommand->footer(
       "Examples:\n"
@@ -82,22 +97,11 @@ int main(int argc, char** argv) {
   renderCommand
       ->add_option("-t,--transition", render.transition, "Transition name (see 'kelo list')")
       ->capture_default_str();
-  renderCommand->add_option("--set", render.settings,
-                            "A setting NAME=VALUE (by name or id; repeatable)");
-  renderCommand->add_option("--settings", render.settingsFile,
-                            "Load the transition's settings from an XML file (before --set)");
-  renderCommand->add_option("--save-settings", render.saveSettingsFile,
-                            "Save the transition's settings (after --set) to an XML file");
+  AddSettings(renderCommand, render.settings, "A setting NAME=VALUE (by name or id; repeatable)");
   renderCommand->add_option("-d,--duration", render.duration, "Seconds")->capture_default_str();
   renderCommand->add_option("--fps", render.fps, "Frames per second")->capture_default_str();
-  renderCommand->add_option("--size", render.size, "Output size WxH (default: the size of --to)");
-  renderCommand
-      ->add_option("--fit", render.fit, "How pictures fill --size: contain, cover or stretch")
-      ->capture_default_str();
-  renderCommand
-      ->add_option("--background", render.background,
-                   "Bar colour for contain: #RRGGBB, R,G,B, black or white")
-      ->capture_default_str();
+  AddFitting(renderCommand, render.fitting, "Output size WxH (default: the size of --to)",
+             "How pictures fill --size: contain, cover or stretch");
   renderCommand
       ->add_option("-o,--output", render.output,
                    "out.mp4, out.webm, out.webp, out.gif, out.rgb or frames/%04d.png")
@@ -129,21 +133,11 @@ int main(int argc, char** argv) {
       ->add_option("-t,--transition", slideshow.transition,
                    "Transition name; RandomTransition picks anew each time")
       ->capture_default_str();
-  slideshowCommand->add_option("--set", slideshow.settings,
-                               "A setting NAME=VALUE of the transition (repeatable)");
-  slideshowCommand->add_option("--settings", slideshow.settingsFile,
-                               "Load the transition's settings from an XML file (before --set)");
-  slideshowCommand->add_option("--save-settings", slideshow.saveSettingsFile,
-                               "Save the transition's settings (after --set) to an XML file");
-  slideshowCommand->add_option("--size", slideshow.size,
-                               "Output size WxH (default: the first picture's size)");
-  slideshowCommand
-      ->add_option("--fit", slideshow.fit, "How pictures fill the size: contain, cover or stretch")
-      ->capture_default_str();
-  slideshowCommand
-      ->add_option("--background", slideshow.background,
-                   "Bar colour for contain: #RRGGBB, R,G,B, black or white")
-      ->capture_default_str();
+  AddSettings(slideshowCommand, slideshow.settings,
+              "A setting NAME=VALUE of the transition (repeatable)");
+  AddFitting(slideshowCommand, slideshow.fitting,
+             "Output size WxH (default: the first picture's size)",
+             "How pictures fill the size: contain, cover or stretch");
   AddQuiet(slideshowCommand, slideshow.quiet);
   slideshowCommand->footer(
       "Examples:\n"

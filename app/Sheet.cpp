@@ -56,7 +56,7 @@ std::vector<std::string> RenderSheet(const Host& host, const std::vector<std::ws
 
   std::vector<std::string> failures;
   for (std::size_t row = 0; row < names.size(); ++row) {
-    const std::string name = ToUtf8(names[row]);
+    const std::string name = kelo_text::Utf8FromWide(names[row]);
     const int top = header + static_cast<int>(row) * (cellHeight + kGap);
     Text(sheet, name, {kGap, top + cellHeight / 2 + 6}, 0.6, labelWidth - 2 * kGap);
     for (std::size_t c = 0; c < std::size(kColumns); ++c) {

@@ -40,6 +40,9 @@ std::filesystem::path FramePath(const std::filesystem::path& pattern, long index
 
 // The ffmpeg program on PATH, or empty.
 std::string FindFfmpeg();
+// The ffmpeg program a video output needs; throws an output error saying what to install and
+// what works without it.
+std::string RequireFfmpeg(const std::filesystem::path& output);
 
 // A sink for the output (the kind from OutputKindOf; kPng is not a video kind). Checks that
 // ffmpeg is there for MP4 and WebM.

@@ -2,72 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <numeric>
 
 namespace kelo {
-
-std::string ToUtf8(std::wstring_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (wchar_t wc : text) {
-    auto c = static_cast<std::uint32_t>(wc);
-    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
-  return out;
-}
-
-std::wstring FromUtf8(std::string_view text) {
-  std::wstring out;
-  out.reserve(text.size());
-  std::size_t i = 0;
-  while (i < text.size()) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    int extra = lead < 0x80         ? 0
-                : (lead >> 5) == 6  ? 1
-                : (lead >> 4) == 14 ? 2
-                : (lead >> 3) == 30 ? 3
-                                    : -1;
-    if (extra < 0 || i + static_cast<std::size_t>(extra) >= text.size()) {
-      out += L'\xFFFD';
-      ++i;
-      continue;
-    }
-    std::uint32_t c = extra == 0 ? lead : lead & (0x3F >> extra);
-    bool valid = true;
-    for (int k = 1; k <= extra; ++k) {
-      const auto next = static_cast<unsigned char>(text[i + k]);
-      if ((next & 0xC0) != 0x80) valid = false;
-      c = c << 6 | (next & 0x3F);
-    }
-    out += valid ? static_cast<wchar_t>(c) : L'\xFFFD';
-    i += valid ? static_cast<std::size_t>(extra) + 1 : 1;
-  }
-  return out;
-}
-
-std::wstring HostText(IString* text) {
-  if (text == nullptr) return {};
-  const wchar_t* buffer = nullptr;
-  int length = 0;
-  if (Failed(text->GetBuffer(&buffer, &length)) || buffer == nullptr || length <= 0) return {};
-  return std::wstring(buffer, static_cast<std::size_t>(length));
-}
 
 static char Lower(char c) {
   return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
@@ -76,6 +17,38 @@ static char Lower(char c) {
 bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
                                             [](char x, char y) { return Lower(x) == Lower(y); });
+}
+
+std::string FoldedName(std::string_view name) {
+  std::string out;
+  for (char c : name) out += c == '_' ? ' ' : Lower(c);
+  return out;
+}
+
+namespace {
+
+// A C conversion over the whole text: true when it took every character without overflow.
+template <class T, class Convert>
+bool ConvertWhole(std::string_view text, T& value, Convert convert) {
+  if (text.empty()) return false;
+  const std::string copy(text);
+  errno = 0;
+  char* end = nullptr;
+  value = convert(copy.c_str(), &end);
+  return errno == 0 && *end == '\0';
+}
+
+}  // namespace
+
+bool ParseInteger(std::string_view text, long& value) {
+  return ConvertWhole(text, value,
+                      [](const char* start, char** end) { return std::strtol(start, end, 10); });
+}
+
+bool ParseNumber(std::string_view text, double& value) {
+  return ConvertWhole(text, value,
+                      [](const char* start, char** end) { return std::strtod(start, end); }) &&
+         std::isfinite(value);
 }
 
 std::size_t EditDistance(std::string_view a, std::string_view b) {

@@ -1,18 +1,21 @@
-// Conversions between the host's wide text and the program's UTF-8, and name matching helpers.
+// Name matching and number helpers of the program. UTF-8 conversion is sdk/Text.h's.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "sdk/Collections.h"
+#include "sdk/Text.h"
 
 namespace kelo {
 
-std::string ToUtf8(std::wstring_view text);
-std::wstring FromUtf8(std::string_view text);
-// The text of a host string (empty for null).
-std::wstring HostText(IString* text);
+// Short names for the shared conversions, used where the host's listing reads names.
+inline std::wstring FromUtf8(std::string_view text) {
+  return kelo_text::WideFromUtf8(text);
+}
+inline std::wstring HostText(IString* text) {
+  return std::wstring(kelo_text::TextOf(text));
+}
 
 // Case-insensitive edit distance (insertions, deletions, substitutions and swaps of neighbours).
 std::size_t EditDistance(std::string_view a, std::string_view b);
@@ -26,5 +29,12 @@ std::string Number(double value);
 std::string JoinAlternatives(const std::vector<std::string>& names);
 
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
+// A name as it is compared with others: lower case, with '_' read as ' '.
+std::string FoldedName(std::string_view name);
+
+// The whole text as a decimal integer (strtol: leading blanks and a sign allowed).
+bool ParseInteger(std::string_view text, long& value);
+// The whole text as a finite number (strtod).
+bool ParseNumber(std::string_view text, double& value);
 
 }  // namespace kelo

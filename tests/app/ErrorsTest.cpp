@@ -75,39 +75,35 @@ TEST_F(ErrorsTest, BadPictures) {
 }
 
 TEST_F(ErrorsTest, BadValues) {
-  ExpectFailure("frame --from a.png --to b.png -t Disolve -o out.png", kUsage,
-                "unknown transition 'Disolve'; did you mean DissolveTransition");
-  ExpectFailure("render --from a.png --to b.png -t DissolveTransitoin -o out.gif", kUsage,
-                "did you mean DissolveTransition");
-  ExpectFailure("frame --from a.png --to b.png --progress 1.5 -o out.png", kUsage,
-                "bad --progress 1.5");
-  ExpectFailure("frame --from a.png --to b.png --progress nan -o out.png", kUsage,
-                "bad --progress");
-  ExpectFailure("frame --from a.png --to b.png --progress x -o out.png", kUsage, "--progress");
-  ExpectFailure("render --from a.png --to b.png --fps 0 -o out.gif", kUsage, "bad --fps 0");
-  ExpectFailure("render --from a.png --to b.png --fps 1000 -o out.gif", kUsage, "bad --fps 1000");
-  ExpectFailure("render --from a.png --to b.png --duration -1 -o out.gif", kUsage,
-                "bad --duration -1");
-  ExpectFailure("render --from a.png --to b.png --duration 0 -o out.gif", kUsage,
-                "bad --duration 0");
-  ExpectFailure("slideshow a.png b.png --hold 0 --duration 0 -o out.gif", kUsage, "give no frames");
-  ExpectFailure("render --from a.png --to b.png --size 0x10 -o out.gif", kUsage,
-                "bad --size '0x10'");
-  ExpectFailure("render --from a.png --to b.png --size big -o out.gif", kUsage, "bad --size 'big'");
-  ExpectFailure("slideshow a.png --size 99999x10 -o out.gif", kUsage, "bad --size");
-  ExpectFailure("render --from a.png --to b.png --fit squash -o out.gif", kUsage,
-                "bad --fit 'squash'");
-  ExpectFailure("slideshow a.png --background pink -o out.gif", kUsage, "bad colour 'pink'");
-  ExpectFailure("render --from a.png --to b.png -o out.avi", kUsage,
-                "unknown output format 'out.avi'");
-  ExpectFailure("render --from a.png --to b.png -o 'f/%d%d.png'", kUsage, "bad frame pattern");
-  ExpectFailure("frame --from a.png --to b.png -o out.jpg", kUsage, "must be a .png file");
-  ExpectFailure("frame --from a.png --to b.png --set Direction=1 -o out.png", kUsage,
-                "DissolveTransition has no settings");
-  ExpectFailure("slideshow a.png b.png --set Direction=1 -o out.gif", kUsage,
-                "RandomTransition has no settings");
-  ExpectFailure("frame --from a.png -o out.png", kUsage, "--to is required");
-  ExpectFailure("slideshow -o out.gif", kUsage, "pictures is required");
+  // Each is a usage error: the command, and what the message must say.
+  const std::pair<const char*, const char*> cases[] = {
+      {"frame --from a.png --to b.png -t Disolve -o out.png",
+       "unknown transition 'Disolve'; did you mean DissolveTransition"},
+      {"render --from a.png --to b.png -t DissolveTransitoin -o out.gif",
+       "did you mean DissolveTransition"},
+      {"frame --from a.png --to b.png --progress 1.5 -o out.png", "bad --progress 1.5"},
+      {"frame --from a.png --to b.png --progress nan -o out.png", "bad --progress"},
+      {"frame --from a.png --to b.png --progress x -o out.png", "--progress"},
+      {"render --from a.png --to b.png --fps 0 -o out.gif", "bad --fps 0"},
+      {"render --from a.png --to b.png --fps 1000 -o out.gif", "bad --fps 1000"},
+      {"render --from a.png --to b.png --duration -1 -o out.gif", "bad --duration -1"},
+      {"render --from a.png --to b.png --duration 0 -o out.gif", "bad --duration 0"},
+      {"slideshow a.png b.png --hold 0 --duration 0 -o out.gif", "give no frames"},
+      {"render --from a.png --to b.png --size 0x10 -o out.gif", "bad --size '0x10'"},
+      {"render --from a.png --to b.png --size big -o out.gif", "bad --size 'big'"},
+      {"slideshow a.png --size 99999x10 -o out.gif", "bad --size"},
+      {"render --from a.png --to b.png --fit squash -o out.gif", "bad --fit 'squash'"},
+      {"slideshow a.png --background pink -o out.gif", "bad colour 'pink'"},
+      {"render --from a.png --to b.png -o out.avi", "unknown output format 'out.avi'"},
+      {"render --from a.png --to b.png -o 'f/%d%d.png'", "bad frame pattern"},
+      {"frame --from a.png --to b.png -o out.jpg", "must be a .png file"},
+      {"frame --from a.png --to b.png --set Direction=1 -o out.png",
+       "DissolveTransition has no settings"},
+      {"slideshow a.png b.png --set Direction=1 -o out.gif", "RandomTransition has no settings"},
+      {"frame --from a.png -o out.png", "--to is required"},
+      {"slideshow -o out.gif", "pictures is required"},
+  };
+  for (const auto& [args, message] : cases) ExpectFailure(args, kUsage, message);
 }
 
 TEST_F(ErrorsTest, BadSettings) {

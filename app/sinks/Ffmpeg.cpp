@@ -1,0 +1,136 @@
+// MP4 (H.264) and WebM (VP9): raw frames piped to the ffmpeg program, which writes the temporary
+// file; what it says goes to a log beside it, whose last line explains a failure.
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "app/Errors.h"
+#include "app/sinks/FileSink.h"
+
+extern char** environ;
+
+namespace kelo {
+
+namespace {
+
+std::string LastLine(const std::filesystem::path& path) {
+  std::ifstream in(path);
+  std::string line, last;
+  while (std::getline(in, line))
+    if (!line.empty()) last = line;
+  return last;
+}
+
+std::vector<std::string> Arguments(const std::string& program, VideoFormat format, bool webm,
+                                   const std::filesystem::path& target) {
+  std::ostringstream rate;
+  rate.precision(10);
+  rate << format.fps;
+  std::vector<std::string> args = {
+      program,      "-hide_banner",
+      "-nostdin",   "-loglevel",
+      "error",      "-y",
+      "-f",         "rawvideo",
+      "-pix_fmt",   "rgb24",
+      "-s",         std::to_string(format.width) + "x" + std::to_string(format.height),
+      "-framerate", rate.str(),
+      "-i",         "pipe:0"};
+  if (webm) {
+    args.insert(args.end(),
+                {"-c:v", "libvpx-vp9", "-b:v", "0", "-crf", "32", "-deadline", "realtime",
+                 "-cpu-used", "8", "-row-mt", "1", "-pix_fmt", "yuv420p", "-f", "webm"});
+  } else {
+    // 4:2:0 needs even sides; odd-sized videos keep full colour resolution instead.
+    const bool even = format.width % 2 == 0 && format.height % 2 == 0;
+    args.insert(args.end(), {"-c:v", "libx264", "-preset", "veryfast", "-crf", "20", "-pix_fmt",
+                             even ? "yuv420p" : "yuv444p", "-movflags", "+faststart", "-f", "mp4"});
+  }
+  args.push_back(target.string());
+  return args;
+}
+
+class FfmpegSink final : public FileSink {
+ public:
+  FfmpegSink(std::filesystem::path output, VideoFormat format, bool webm,
+             const std::string& program)
+      : FileSink(std::move(output), format), log_(TemporaryPathFor(output_)) {
+    auto args = Arguments(program, format, webm, Temporary());
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) throw AppError(kExitFailure, "cannot start ffmpeg: no pipe");
+    const FileDescriptor read(ends[0]);
+    FileDescriptor write(ends[1]);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, read.Get(), 0);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    std::vector<char*> argv;
+    for (auto& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    const int spawned =
+        posix_spawn(&child_, program.c_str(), &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (spawned != 0) {
+      child_ = -1;
+      throw AppError(kExitFailure, "cannot start ffmpeg: " + std::string(std::strerror(spawned)));
+    }
+    fd_ = std::move(write);
+  }
+  ~FfmpegSink() override {
+    fd_.Close();
+    if (child_ > 0) {
+      ::kill(child_, SIGTERM);
+      ::waitpid(child_, nullptr, 0);
+    }
+    std::error_code ignored;
+    std::filesystem::remove(log_, ignored);
+  }
+
+  void Add(ICIF* picture, int repeat) override {
+    WriteFrame(fd_.Get(), Frame(picture), repeat, [&](int error) {
+      Wait();
+      const std::string said = LastLine(log_);
+      Fail("ffmpeg stopped (" + (said.empty() ? std::string(std::strerror(error)) : said) + ")");
+    });
+  }
+
+ private:
+  void Complete() override {
+    fd_.Close();
+    const int status = Wait();
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+      const std::string said = LastLine(log_);
+      Fail("ffmpeg failed" + (said.empty() ? std::string() : ": " + said));
+    }
+  }
+
+  int Wait() {
+    int status = 0;
+    if (child_ > 0) {
+      while (::waitpid(child_, &status, 0) < 0 && errno == EINTR) {
+      }
+      child_ = -1;
+    }
+    return status;
+  }
+
+  std::filesystem::path log_;
+  pid_t child_ = -1;
+  FileDescriptor fd_;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameSink> MakeFfmpegSink(const std::filesystem::path& output, VideoFormat format,
+                                          bool webm, const std::string& program) {
+  return std::make_unique<FfmpegSink>(output, format, webm, program);
+}
+
+}  // namespace kelo

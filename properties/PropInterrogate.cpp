@@ -8,6 +8,48 @@
 
 namespace properties {
 
+namespace {
+
+template <class Member>
+bool Transfer(void* member, int* value, bool read) {
+  if (read)
+    *value = *static_cast<Member*>(member);
+  else
+    *static_cast<Member*>(member) = static_cast<Member>(*value);
+  return true;
+}
+
+// Moves a property's 32-bit form between the member and *value: Inquire reads, Control writes.
+// Narrow kinds keep their low bits; a float travels as its bit pattern, and a double is written
+// from a float's bit pattern but has no 32-bit reading. Kind 8 reads as 0. Kinds 0 and 6..9
+// store nothing and succeed on writing. False: the kind has nothing to read.
+bool Exchange(const UIPropertyEntry& entry, int* value, bool read) {
+  switch (entry.Kind()) {
+    case kPropUInt8:
+      return Transfer<std::uint8_t>(entry.value, value, read);
+    case kPropInt16:
+      return Transfer<std::int16_t>(entry.value, value, read);
+    case kPropInt32:
+      return Transfer<std::int32_t>(entry.value, value, read);
+    case kPropFloat:
+      if (read)
+        *value = FloatBits(*static_cast<float*>(entry.value));
+      else
+        *static_cast<float*>(entry.value) = BitsFloat(*value);
+      return true;
+    case kPropDouble:
+      if (!read) *static_cast<double*>(entry.value) = BitsFloat(*value);
+      return !read;
+    case kPropConstantZero:
+      if (read) *value = 0;
+      return true;
+    default:
+      return !read;
+  }
+}
+
+}  // namespace
+
 HRESULT Inquire(const UIPropertyTable& table, int id, int* value) {
   if (id == UIPROP_ALL) {
     if (value != nullptr) *value = table.Count();
@@ -15,27 +57,8 @@ HRESULT Inquire(const UIPropertyTable& table, int id, int* value) {
   }
   const UIPropertyEntry* entry = table.Find(id);
   if (entry == nullptr) return E_INVALIDARG;
-  if (value != nullptr && entry->value != nullptr) {
-    switch (entry->Kind()) {
-      case kPropUInt8:
-        *value = *static_cast<std::uint8_t*>(entry->value);
-        break;
-      case kPropInt16:
-        *value = *static_cast<std::int16_t*>(entry->value);
-        break;
-      case kPropInt32:
-        *value = *static_cast<std::int32_t*>(entry->value);
-        break;
-      case kPropFloat:
-        *value = FloatBits(*static_cast<float*>(entry->value));
-        break;
-      case kPropConstantZero:
-        *value = 0;
-        break;
-      default:
-        return E_FAIL;  // kinds without a 32-bit reading (double, strings, objects)
-    }
-  }
+  if (value != nullptr && entry->value != nullptr && !Exchange(*entry, value, /*read=*/true))
+    return E_FAIL;  // kinds without a 32-bit reading (double, strings, objects)
   // The flags word is the success result, so callers test for "not negative".
   return static_cast<HRESULT>(entry->flags);
 }
@@ -44,26 +67,7 @@ HRESULT Control(const UIPropertyTable& table, int id, int value) {
   const UIPropertyEntry* entry = table.Find(id);
   if (entry == nullptr || entry->value == nullptr) return E_INVALIDARG;
   // Nothing is checked against the range or the choices, and nothing is clamped.
-  switch (entry->Kind()) {
-    case kPropUInt8:
-      *static_cast<std::uint8_t*>(entry->value) = static_cast<std::uint8_t>(value);
-      break;
-    case kPropInt16:
-      *static_cast<std::int16_t*>(entry->value) = static_cast<std::int16_t>(value);
-      break;
-    case kPropInt32:
-      *static_cast<std::int32_t*>(entry->value) = value;
-      break;
-    case kPropFloat:
-      *static_cast<float*>(entry->value) = BitsFloat(value);
-      break;
-    // A double takes the argument as the bit pattern of a float.
-    case kPropDouble:
-      *static_cast<double*>(entry->value) = BitsFloat(value);
-      break;
-    default:
-      break;  // kinds 0 and 6..9 store nothing and succeed
-  }
+  Exchange(*entry, &value, /*read=*/false);
   return S_OK;
 }
 

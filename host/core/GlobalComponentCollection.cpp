@@ -1,13 +1,12 @@
 #include "host/core/GlobalComponentCollection.h"
 
-#include <dlfcn.h>
-
 #include <cstdio>
 #include <fstream>
 
 #include "host/core/Components.h"
 #include "host/core/ModuleFolder.h"
 #include "host/core/Text.h"
+#include "sdk/ModuleLibrary.h"
 
 namespace host::core {
 
@@ -116,20 +115,18 @@ ComponentFactory GlobalComponentCollection::ModuleFactory(std::wstring_view modu
       create = known->second;
     } else {
       const std::string path = folder_ + "/" + Utf8FromWide(module) + ".so";
-      void* library = dlopen(path.c_str(), RTLD_NOW);  // never closed
-      InitializeModuleFn initialize = nullptr;
-      if (library == nullptr) {
-        std::fprintf(stderr, "CollectionsEx: cannot load %s: %s\n", path.c_str(), dlerror());
-      } else {
-        create = reinterpret_cast<CreateFunctionFn>(dlsym(library, "CreateFunction"));
-        initialize = reinterpret_cast<InitializeModuleFn>(dlsym(library, "InitializeModule"));
-        if (create == nullptr)
-          std::fprintf(stderr, "CollectionsEx: %s has no CreateFunction\n", path.c_str());
-      }
+      const ModuleLibrary library = ModuleLibrary::Open(path);
+      create = library.createFunction;
+      if (library.handle == nullptr)
+        std::fprintf(stderr, "CollectionsEx: cannot load %s: %s\n", path.c_str(),
+                     library.error.c_str());
+      else if (create == nullptr)
+        std::fprintf(stderr, "CollectionsEx: %s has no CreateFunction\n", path.c_str());
       modules_.emplace(std::wstring(module), create);
       // The module shares this collection. The lock is recursive, so the module may already
       // ask for components while it initializes.
-      if (create != nullptr && initialize != nullptr) initialize(nullptr, this);
+      if (create != nullptr && library.initializeModule != nullptr)
+        library.initializeModule(nullptr, this);
     }
   }
   if (create == nullptr) return nullptr;

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "sdk/Com.h"
+#include "sdk/Text.h"
 
 namespace host {
 
@@ -84,8 +85,7 @@ struct HostComponent {
 // The factory of `name` in `table`, for a module's CreateFunction.
 inline HRESULT FindComponentFactory(std::span<const HostComponent> table, tagREFString name,
                                     ComponentFactory* out) {
-  const std::wstring_view wanted(name.text,
-                                 name.length > 0 ? static_cast<std::size_t>(name.length) : 0);
+  const std::wstring_view wanted = kelo_text::ViewOf(name);
   for (const HostComponent& row : table) {
     if (row.name == wanted) {
       *out = row.factory;

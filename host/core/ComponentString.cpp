@@ -36,8 +36,7 @@ HRESULT ComponentString::GetText(int kind, IString** text) {
 
 HRESULT ComponentString::SetText(int kind, tagREFString text) {
   std::wstring* held = Text(kind);
-  if (held == nullptr || text.length < 0 || (text.length > 0 && text.text == nullptr))
-    return E_INVALIDARG;
+  if (held == nullptr || !ValidView(text)) return E_INVALIDARG;
   if (fixed_) return E_FAIL;
   try {
     held->assign(ViewOf(text));

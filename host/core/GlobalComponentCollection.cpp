@@ -2,30 +2,14 @@
 
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 
+#include "host/common/ModuleFolder.h"
 #include "host/core/Components.h"
-#include "host/core/ModuleFolder.h"
 #include "host/core/Text.h"
 #include "sdk/ModuleLibrary.h"
 
 namespace host::core {
-
-namespace {
-
-constexpr char kManifestName[] = "components.manifest";
-
-// Module names become file names: refuse anything that could leave the folder.
-bool ValidModuleName(std::wstring_view module) {
-  if (module.empty() || module.size() > 200 || module.front() == L'.') return false;
-  for (wchar_t c : module) {
-    const bool ok = (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') ||
-                    (c >= L'0' && c <= L'9') || c == L'_' || c == L'-' || c == L'.';
-    if (!ok) return false;
-  }
-  return true;
-}
-
-}  // namespace
 
 GlobalComponentCollection* GlobalComponentCollection::Instance() {
   // Created once and never released: modules keep references to it until the process ends.
@@ -48,33 +32,30 @@ HRESULT GlobalComponentCollection::Create(void* /*outer*/, IID* iid, void** out)
 }
 
 GlobalComponentCollection::GlobalComponentCollection() : folder_(ModuleFolder()) {
-  ReadManifest(folder_ + "/" + kManifestName);
+  ReadManifest(folder_ + "/" + module_folder::kManifestName);
   // This module's components are always known, even without a manifest.
   for (const HostComponent& row : Components())
     if (FindEntry(row.name) == nullptr) AddEntry(row.name, kModuleName, row.kind);
 }
 
 void GlobalComponentCollection::ReadManifest(const std::string& path) {
-  std::ifstream in(path);
-  std::string line;
-  while (std::getline(in, line)) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (line.empty() || line.front() == '#') continue;
+  std::ifstream in(path, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  ForEachLine(WideFromUtf8(bytes), [this](std::wstring_view line) {
+    if (line.empty() || line.front() == L'#') return;
     // component <TAB> module <TAB> kind; lines of another shape are skipped.
-    const std::size_t first = line.find('\t');
-    if (first == std::string::npos) continue;
-    const std::size_t second = line.find('\t', first + 1);
-    if (second == std::string::npos) continue;
-    const std::wstring name = WideFromUtf8(std::string_view(line).substr(0, first));
-    const std::wstring module =
-        WideFromUtf8(std::string_view(line).substr(first + 1, second - first - 1));
-    std::string_view kindBytes = std::string_view(line).substr(second + 1);
-    kindBytes = kindBytes.substr(0, kindBytes.find('\t'));
-    const std::wstring kind = WideFromUtf8(kindBytes);
-    if (name.empty() || module.empty()) continue;
-    if (FindEntry(name) != nullptr) continue;  // the first line for a name wins
+    const std::size_t first = line.find(L'\t');
+    if (first == std::wstring_view::npos) return;
+    const std::size_t second = line.find(L'\t', first + 1);
+    if (second == std::wstring_view::npos) return;
+    const std::wstring_view name = line.substr(0, first);
+    const std::wstring_view module = line.substr(first + 1, second - first - 1);
+    std::wstring_view kind = line.substr(second + 1);
+    kind = kind.substr(0, kind.find(L'\t'));
+    if (name.empty() || module.empty()) return;
+    if (FindEntry(name) != nullptr) return;  // the first line for a name wins
     AddEntry(name, module, kind);
-  }
+  });
 }
 
 void GlobalComponentCollection::AddEntry(std::wstring_view name, std::wstring_view module,
@@ -105,7 +86,8 @@ ComponentFactory GlobalComponentCollection::ModuleFactory(std::wstring_view modu
     if (Failed(FindComponentFactory(Components(), wanted, &factory))) return nullptr;
     return factory;
   }
-  if (!ValidModuleName(module) || name.empty()) return nullptr;
+  // Module names become file names: anything that could leave the folder is refused.
+  if (!PlainFileName(module) || name.empty()) return nullptr;
 
   CreateFunctionFn create = nullptr;
   {
@@ -175,7 +157,7 @@ HRESULT GlobalComponentCollection::SelectKind(IString* /*kind*/) {
 HRESULT GlobalComponentCollection::CreateByName(tagREFString name, const IID* iid, void** out) {
   if (out == nullptr) return E_INVALIDARG;
   *out = nullptr;
-  if (name.length < 0 || (name.length > 0 && name.text == nullptr)) return E_INVALIDARG;
+  if (!ValidView(name)) return E_INVALIDARG;
   const auto found = byName_.find(std::wstring(ViewOf(name)));
   if (found == byName_.end()) return E_FAIL;
   ComponentString* entry = entries_[static_cast<std::size_t>(found->second)].Get();

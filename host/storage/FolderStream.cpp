@@ -11,14 +11,6 @@
 
 namespace host::storage {
 
-namespace {
-
-bool ValidView(tagREFString text) {
-  return text.length >= 0 && (text.length == 0 || text.text != nullptr);
-}
-
-}  // namespace
-
 ComPtr<IDataStream> FolderStream::StreamOn(std::shared_ptr<FolderNode> node) {
   return ComPtr<IDataStream>::Adopt(new FolderStream(std::move(node)));
 }

@@ -6,14 +6,6 @@
 
 namespace host::storage {
 
-namespace {
-
-bool ValidView(tagREFString text) {
-  return text.length >= 0 && (text.length == 0 || text.text);
-}
-
-}  // namespace
-
 HRESULT Registry::GetValue(tagREFString section, tagREFString key, IString** value) {
   if (value == nullptr) return E_INVALIDARG;
   *value = nullptr;

@@ -2,7 +2,7 @@
 
 #include <cwctype>
 
-#include "host/core/ModuleFolder.h"
+#include "host/common/ModuleFolder.h"
 #include "host/core/Text.h"
 #include "host/storage/AtomicFile.h"
 
@@ -10,7 +10,7 @@ namespace host::storage {
 
 namespace {
 
-bool SameName(std::wstring_view a, std::wstring_view b) {
+bool SameNameIgnoringCase(std::wstring_view a, std::wstring_view b) {
   if (a.size() != b.size()) return false;
   for (std::size_t i = 0; i < a.size(); ++i)
     if (std::towlower(static_cast<wint_t>(a[i])) != std::towlower(static_cast<wint_t>(b[i])))
@@ -57,18 +57,11 @@ void RegistryStore::Load() {
   sections_.assign(1, Section{});
   std::string bytes;
   if (Failed(ReadWholeFile(path_, &bytes, 1u << 24))) return;  // no file yet: empty
-  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.erase(0, 3);
-  const std::wstring text = WideFromUtf8(bytes);
-  std::wstring_view rest = text;
-  while (!rest.empty()) {
-    const std::size_t end = rest.find(L'\n');
-    std::wstring_view raw = rest.substr(0, end);
-    rest = end == std::wstring_view::npos ? std::wstring_view() : rest.substr(end + 1);
-    if (!raw.empty() && raw.back() == L'\r') raw.remove_suffix(1);
+  ForEachLine(TextFileContent(bytes), [this](std::wstring_view raw) {
     const std::wstring_view line = Trim(raw);
     if (line.size() >= 2 && line.front() == L'[' && line.back() == L']') {
       sections_.push_back(Section{std::wstring(Trim(line.substr(1, line.size() - 2))), {}});
-      continue;
+      return;
     }
     Line entry;
     entry.raw = raw;
@@ -83,7 +76,7 @@ void RegistryStore::Load() {
       entry.value = value;
     }
     sections_.back().lines.push_back(std::move(entry));
-  }
+  });
 }
 
 std::string RegistryStore::Serialize() const {
@@ -97,7 +90,7 @@ std::string RegistryStore::Serialize() const {
 
 RegistryStore::Section* RegistryStore::FindSection(std::wstring_view name) {
   for (std::size_t s = 1; s < sections_.size(); ++s)
-    if (SameName(sections_[s].name, name)) return &sections_[s];
+    if (SameNameIgnoringCase(sections_[s].name, name)) return &sections_[s];
   return nullptr;
 }
 
@@ -117,13 +110,13 @@ HRESULT RegistryStore::Get(std::wstring_view section, std::wstring_view key, std
   Load();
   if (const Section* found = FindSection(section)) {
     for (const Line& line : found->lines) {
-      if (line.isKey && SameName(line.key, key)) {
+      if (line.isKey && SameNameIgnoringCase(line.key, key)) {
         *value = line.value;
         return S_OK;
       }
     }
   }
-  if (SameName(section, L"Workspace") && SameName(key, L"InstallPath")) {
+  if (SameNameIgnoringCase(section, L"Workspace") && SameNameIgnoringCase(key, L"InstallPath")) {
     *value = DefaultInstallPath();
     return S_OK;
   }
@@ -146,7 +139,7 @@ HRESULT RegistryStore::Set(std::wstring_view section, std::wstring_view key,
   auto& lines = target->lines;
   std::size_t found = lines.size();
   for (std::size_t i = 0; i < lines.size(); ++i) {
-    if (lines[i].isKey && SameName(lines[i].key, key)) {
+    if (lines[i].isKey && SameNameIgnoringCase(lines[i].key, key)) {
       found = i;
       break;
     }

@@ -38,8 +38,4 @@ class TextTable {
   std::unordered_map<std::wstring, int> byKey_;
 };
 
-// True for a name that can serve as a file name in the module folder: letters, digits, '_',
-// '-' and '.', not starting with '.'.
-bool PlainFileName(std::wstring_view name);
-
 }  // namespace host::storage

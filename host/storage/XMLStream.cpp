@@ -9,10 +9,6 @@ namespace {
 
 constexpr wchar_t kDefaultRoot[] = L"KeloData";
 
-bool ValidView(tagREFString text) {
-  return text.length >= 0 && (text.length == 0 || text.text != nullptr);
-}
-
 int Depth(const XmlElement* element) {
   int depth = 0;
   for (; element->parent != nullptr; element = element->parent) ++depth;
@@ -112,7 +108,7 @@ HRESULT XMLStream::GetBuffer(const wchar_t** text, int* length) {
 }
 
 HRESULT XMLStream::SetText(int length, const wchar_t* text) {
-  if (length < 0 || (length > 0 && text == nullptr)) return E_INVALIDARG;
+  if (!ValidView({length, text})) return E_INVALIDARG;
   try {
     XmlElement content;
     const HRESULT hr =
@@ -126,7 +122,7 @@ HRESULT XMLStream::SetText(int length, const wchar_t* text) {
 }
 
 HRESULT XMLStream::Append(int length, const wchar_t* text) {
-  if (length < 0 || (length > 0 && text == nullptr)) return E_INVALIDARG;
+  if (!ValidView({length, text})) return E_INVALIDARG;
   if (length == 0) return S_OK;
   try {
     XmlElement content;

@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "host/core/CreatableString.h"
 #include "host/core/Text.h"
 #include "host/storage/AtomicFile.h"
 #include "host/storage/Components.h"
@@ -116,7 +115,7 @@ HRESULT FolderStream::ReadString(tagREFString name, IString** value) {
   if (!ValidView(name)) return E_INVALIDARG;
   const FolderValue* item = node_->FindValue(ViewOf(name));
   if (item == nullptr || item->type != FolderValue::kString) return E_FAIL;
-  *value = core::CreatableString::Make(item->text);
+  *value = NewString(item->text).Detach();
   return *value != nullptr ? S_OK : E_FAIL;
 }
 
@@ -172,7 +171,7 @@ HRESULT FolderStream::ReadObject(tagREFString name, IUnknown** value) {
 
 HRESULT FolderStream::GetName(IString** name) {
   if (name == nullptr) return E_INVALIDARG;
-  *name = core::CreatableString::Make(node_->name);
+  *name = NewString(node_->name).Detach();
   return *name != nullptr ? S_OK : E_FAIL;
 }
 

@@ -1,7 +1,7 @@
 #include "host/storage/Registry.h"
 
-#include "host/core/CreatableString.h"
 #include "host/core/Text.h"
+#include "host/storage/Components.h"
 #include "sdk/ComPtr.h"
 
 namespace host::storage {
@@ -14,7 +14,7 @@ HRESULT Registry::GetValue(tagREFString section, tagREFString key, IString** val
     std::wstring text;
     const HRESULT hr = store_->Get(ViewOf(section), ViewOf(key), &text);
     if (Failed(hr)) return hr;
-    *value = core::CreatableString::Make(text);
+    *value = NewString(text).Detach();
   } catch (const std::exception&) {
     return E_FAIL;
   }
@@ -50,12 +50,8 @@ HRESULT Registry::GetKey(tagREFString section, int index, IString** key, IString
     const HRESULT hr = store_->Key(ViewOf(section), index, &keyText, &valueText);
     if (Failed(hr)) return hr;
     ComPtr<IString> keyString, valueString;
-    if (key != nullptr &&
-        !(keyString = ComPtr<IString>::Adopt(core::CreatableString::Make(keyText))))
-      return E_FAIL;
-    if (value != nullptr &&
-        !(valueString = ComPtr<IString>::Adopt(core::CreatableString::Make(valueText))))
-      return E_FAIL;
+    if (key != nullptr && !(keyString = NewString(keyText))) return E_FAIL;
+    if (value != nullptr && !(valueString = NewString(valueText))) return E_FAIL;
     if (key != nullptr) *key = keyString.Detach();
     if (value != nullptr) *value = valueString.Detach();
   } catch (const std::exception&) {

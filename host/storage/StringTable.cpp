@@ -1,7 +1,7 @@
 #include "host/storage/StringTable.h"
 
-#include "host/core/CreatableString.h"
 #include "host/core/Text.h"
+#include "host/storage/Components.h"
 
 namespace host::storage {
 
@@ -33,7 +33,7 @@ HRESULT StringTable::GetText(int index, IString** text) {
   if (text == nullptr) return E_INVALIDARG;
   *text = nullptr;
   if (!table_ || index < 0 || index >= table_->Count()) return E_INVALIDARG;
-  *text = core::CreatableString::Make(table_->Text(index));
+  *text = NewString(table_->Text(index)).Detach();
   return *text != nullptr ? S_OK : E_FAIL;
 }
 

@@ -167,13 +167,10 @@ HRESULT PictureMaths::Paste(ICIF* destination, ICIF* source, ICIF* mask, int x, 
 HRESULT PictureMaths::Copy(ICIF** out, ICIF* source, int /*reserved1*/, int /*reserved2*/) {
   if (out == nullptr) return E_INVALIDARG;
   *out = nullptr;
-  Picture* copy = Picture::New();
-  if (copy == nullptr) return E_FAIL;
-  if (HRESULT hr = copy->CopyFrom(source, 0); Failed(hr)) {
-    copy->Release();
-    return hr;
-  }
-  *out = copy->AsICIF();
+  ComPtr<Picture> copy = Picture::New();
+  if (!copy) return E_FAIL;
+  if (HRESULT hr = copy->CopyFrom(source, 0); Failed(hr)) return hr;
+  *out = copy.Detach()->AsICIF();
   return S_OK;
 }
 

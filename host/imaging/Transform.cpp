@@ -96,14 +96,11 @@ HRESULT PictureTransform::Resize(ICIF* source, ICIF** out, unsigned width, unsig
   Surface from;
   if (HRESULT hr = ReadSurface(source, &from); Failed(hr)) return hr;
   HRESULT hr = S_OK;
-  Picture* result = Picture::NewSized(width, height, from.bits, from.format, &hr);
-  if (result == nullptr) return hr;
+  ComPtr<Picture> result = Picture::NewSized(width, height, from.bits, from.format, &hr);
+  if (!result) return hr;
   hr = ResizeSurface(from, result->surface());
-  if (Failed(hr)) {
-    result->Release();
-    return hr;
-  }
-  *out = result->AsICIF();
+  if (Failed(hr)) return hr;
+  *out = result.Detach()->AsICIF();
   return S_OK;
 }
 

@@ -51,13 +51,17 @@ class HostObject : public First, public Rest... {
   }
 
   // The component factory: a new Derived answering *iid. A missing identity or out pointer is
-  // refused rather than followed.
+  // refused rather than followed; E_FAIL when the object cannot be made (out of memory).
   static HRESULT CreateInstance(void* /*outer*/, IID* iid, void** out) {
     if (out == nullptr) return E_INVALIDARG;
     *out = nullptr;
     if (iid == nullptr) return E_INVALIDARG;
-    auto* object = new (std::nothrow) Derived();
-    if (object == nullptr) return E_FAIL;
+    Derived* object = nullptr;
+    try {
+      object = new Derived();
+    } catch (...) {
+      return E_FAIL;
+    }
     const HRESULT hr = object->QueryInterface(*iid, out);
     object->Release();
     return hr;

@@ -119,6 +119,7 @@ HRESULT Picture::CopyFrom(ICIF* source, int /*reserved*/) {
 }
 
 void Picture::StartCoverage() {
+  coverage_.reset();  // when the new record cannot be made, there is none rather than a stale one
   coverage_ = std::make_unique<Coverage>(surface_.height);
 }
 

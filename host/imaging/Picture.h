@@ -41,7 +41,7 @@ class Picture final
   // What was drawn since the last Clear; null when not tracked (never cleared, or the pixels
   // were replaced wholesale since: Create, Fill, CopyFrom, Deform, Finish).
   Coverage* coverage() const { return coverage_.get(); }
-  // Starts tracking with nothing drawn (a Clear of the whole picture).
+  // Starts tracking with nothing drawn (a Clear of the whole picture). Throws std::bad_alloc.
   void StartCoverage();
   void DropCoverage() { coverage_.reset(); }
   ICIF* AsICIF() { return static_cast<ICIFImageDIB*>(this); }

@@ -55,7 +55,7 @@ HRESULT ComponentCollection::Add(IUnknown* item) {
     return E_INVALIDARG;
   try {
     items_.push_back(std::move(component));
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;
@@ -70,7 +70,7 @@ HRESULT ComponentCollection::SelectKind(IString* kind) {
     for (ComponentString* entry : global->EntriesOfKind(TextOf(kind)))
       selected.push_back(ComPtr<IComponentString>::Share(entry));
     items_.swap(selected);
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;

@@ -40,7 +40,7 @@ HRESULT ComponentString::SetText(int kind, tagREFString text) {
   if (fixed_) return E_FAIL;
   try {
     held->assign(ViewOf(text));
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   factory_.store(nullptr, std::memory_order_relaxed);
@@ -64,7 +64,7 @@ HRESULT ComponentString::Attach(IUnknown* object) {
         module_ = entry->Module();
       }
     }
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   factory_.store(nullptr, std::memory_order_relaxed);
@@ -93,7 +93,11 @@ HRESULT ComponentString::CreateInstance(const IID& iid, void** out) {
   *out = nullptr;
   ComponentFactory factory = factory_.load(std::memory_order_acquire);
   if (factory == nullptr) {
-    factory = Resolve();
+    try {
+      factory = Resolve();
+    } catch (...) {
+      return E_FAIL;  // no memory to load the module: it may be tried again
+    }
     if (factory == nullptr) return E_FAIL;
     factory_.store(factory, std::memory_order_release);
   }

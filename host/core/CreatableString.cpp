@@ -11,7 +11,7 @@ namespace host::core {
 IString* CreatableString::Make(std::wstring_view text) {
   try {
     return new CreatableString(text);
-  } catch (const std::bad_alloc&) {
+  } catch (...) {
     return nullptr;
   }
 }
@@ -48,7 +48,7 @@ HRESULT CreatableString::SetText(int length, const wchar_t* text) {
     } else {
       text_.assign(text == nullptr ? L"" : text, static_cast<std::size_t>(length));
     }
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;
@@ -69,7 +69,7 @@ HRESULT CreatableString::Append(int length, const wchar_t* text) {
     } else {
       text_.append(text, static_cast<std::size_t>(length));
     }
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;

@@ -16,8 +16,8 @@ GlobalComponentCollection* GlobalComponentCollection::Instance() {
   static GlobalComponentCollection* const instance = []() -> GlobalComponentCollection* {
     try {
       return new GlobalComponentCollection();
-    } catch (const std::exception&) {
-      return nullptr;
+    } catch (...) {
+      return nullptr;  // no memory for the manifest's entries
     }
   }();
   return instance;
@@ -66,7 +66,7 @@ void GlobalComponentCollection::AddEntry(std::wstring_view name, std::wstring_vi
 }
 
 const ComponentString* GlobalComponentCollection::FindEntry(std::wstring_view name) const {
-  const auto found = byName_.find(std::wstring(name));
+  const auto found = byName_.find(name);
   return found == byName_.end() ? nullptr : entries_[static_cast<std::size_t>(found->second)].Get();
 }
 
@@ -92,7 +92,7 @@ ComponentFactory GlobalComponentCollection::ModuleFactory(std::wstring_view modu
   CreateFunctionFn create = nullptr;
   {
     std::lock_guard lock(modulesMutex_);
-    const auto known = modules_.find(std::wstring(module));
+    const auto known = modules_.find(module);
     if (known != modules_.end()) {
       create = known->second;
     } else {
@@ -135,7 +135,7 @@ HRESULT GlobalComponentCollection::GetItem(int index, IUnknown** item) {
 HRESULT GlobalComponentCollection::Find(IString* name, int* index) {
   if (name == nullptr || index == nullptr) return E_INVALIDARG;
   *index = -1;
-  const auto found = byName_.find(std::wstring(TextOf(name)));
+  const auto found = byName_.find(TextOf(name));
   if (found == byName_.end()) return E_FAIL;
   *index = found->second;
   return S_OK;
@@ -158,7 +158,7 @@ HRESULT GlobalComponentCollection::CreateByName(tagREFString name, const IID* ii
   if (out == nullptr) return E_INVALIDARG;
   *out = nullptr;
   if (!ValidView(name)) return E_INVALIDARG;
-  const auto found = byName_.find(std::wstring(ViewOf(name)));
+  const auto found = byName_.find(ViewOf(name));
   if (found == byName_.end()) return E_FAIL;
   ComponentString* entry = entries_[static_cast<std::size_t>(found->second)].Get();
   if (iid == nullptr) {

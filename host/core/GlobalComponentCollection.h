@@ -11,11 +11,11 @@
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "host/common/HostObject.h"
 #include "host/core/ComponentString.h"
+#include "host/core/Text.h"
 #include "sdk/Collections.h"
 #include "sdk/ComPtr.h"
 
@@ -63,11 +63,11 @@ class GlobalComponentCollection final
 
   std::string folder_;
   std::vector<ComPtr<ComponentString>> entries_;
-  std::unordered_map<std::wstring, int> byName_;
+  TextMap<int> byName_;
 
   // Loaded modules by name: their CreateFunction, or null when loading failed (not retried).
   std::recursive_mutex modulesMutex_;
-  std::unordered_map<std::wstring, CreateFunctionFn> modules_;
+  TextMap<CreateFunctionFn> modules_;
 };
 
 }  // namespace host::core

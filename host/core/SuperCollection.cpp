@@ -98,7 +98,7 @@ HRESULT SuperCollection::Add(IUnknown* name, IUnknown* value, IUnknown* extra, i
     entry.extra = ComPtr<IUnknown>::Share(extra);
     entry.option = option;
     entries_.push_back(std::move(entry));
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;

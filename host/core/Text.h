@@ -3,8 +3,10 @@
 // files line by line. Header-only, so that every host module has them without linking the core.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 #include "sdk/Text.h"
 
@@ -16,6 +18,16 @@ using kelo_text::Utf8FromWide;
 using kelo_text::ValidView;
 using kelo_text::ViewOf;
 using kelo_text::WideFromUtf8;
+
+// Maps keyed by wide text that are searched with views, so that a look-up allocates nothing.
+struct TextHash {
+  using is_transparent = void;
+  std::size_t operator()(std::wstring_view text) const noexcept {
+    return std::hash<std::wstring_view>()(text);
+  }
+};
+template <class Value>
+using TextMap = std::unordered_map<std::wstring, Value, TextHash, std::equal_to<>>;
 
 // The text without leading spaces and tabs and trailing spaces, tabs and carriage returns (as
 // the host's text files are read line by line).

@@ -15,7 +15,7 @@ HRESULT Registry::GetValue(tagREFString section, tagREFString key, IString** val
     const HRESULT hr = store_->Get(ViewOf(section), ViewOf(key), &text);
     if (Failed(hr)) return hr;
     *value = NewString(text).Detach();
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return *value != nullptr ? S_OK : E_FAIL;
@@ -27,7 +27,7 @@ HRESULT Registry::SetValue(tagREFString section, tagREFString key, IString* valu
     if (value == nullptr) return store_->Set(ViewOf(section), ViewOf(key), nullptr);
     const std::wstring text(TextOf(value));
     return store_->Set(ViewOf(section), ViewOf(key), &text);
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
 }
@@ -36,7 +36,7 @@ HRESULT Registry::GetKeyCount(tagREFString section, int* count) {
   if (count == nullptr || !ValidView(section)) return E_INVALIDARG;
   try {
     return store_->KeyCount(ViewOf(section), count);
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
 }
@@ -54,7 +54,7 @@ HRESULT Registry::GetKey(tagREFString section, int index, IString** key, IString
     if (value != nullptr && !(valueString = NewString(valueText))) return E_FAIL;
     if (key != nullptr) *key = keyString.Detach();
     if (value != nullptr) *value = valueString.Detach();
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;

@@ -53,21 +53,22 @@ RegistryStore& RegistryStore::Default() {
 
 void RegistryStore::Load() {
   if (loaded_) return;
-  loaded_ = true;
-  sections_.assign(1, Section{});
+  // Read into a list of its own: when memory runs out half way, nothing is kept as if read.
+  std::vector<Section> sections(1);
   std::string bytes;
-  if (Failed(ReadWholeFile(path_, &bytes, 1u << 24))) return;  // no file yet: empty
-  ForEachLine(TextFileContent(bytes), [this](std::wstring_view raw) {
+  // A missing or unreadable file leaves the bytes empty: an empty registry.
+  ReadWholeFile(path_, &bytes, 1u << 24);
+  ForEachLine(TextFileContent(bytes), [&sections](std::wstring_view raw) {
     const std::wstring_view line = Trim(raw);
     if (line.size() >= 2 && line.front() == L'[' && line.back() == L']') {
-      sections_.push_back(Section{std::wstring(Trim(line.substr(1, line.size() - 2))), {}});
+      sections.push_back(Section{std::wstring(Trim(line.substr(1, line.size() - 2))), {}});
       return;
     }
     Line entry;
     entry.raw = raw;
     const std::size_t equals = line.find(L'=');
     const bool comment = line.empty() || line.front() == L';' || line.front() == L'#';
-    if (!comment && equals != std::wstring_view::npos && sections_.size() > 1) {
+    if (!comment && equals != std::wstring_view::npos && sections.size() > 1) {
       std::wstring_view value = Trim(line.substr(equals + 1));
       if (value.size() >= 2 && value.front() == L'"' && value.back() == L'"')
         value = value.substr(1, value.size() - 2);
@@ -75,8 +76,10 @@ void RegistryStore::Load() {
       entry.key = Trim(line.substr(0, equals));
       entry.value = value;
     }
-    sections_.back().lines.push_back(std::move(entry));
+    sections.back().lines.push_back(std::move(entry));
   });
+  sections_.swap(sections);
+  loaded_ = true;
 }
 
 std::string RegistryStore::Serialize() const {
@@ -129,49 +132,53 @@ HRESULT RegistryStore::Set(std::wstring_view section, std::wstring_view key,
   if (value != nullptr && HasLineBreak(*value)) return E_INVALIDARG;
   std::lock_guard lock(mutex_);
   Load();
-  const std::vector<Section> before = sections_;
-  Section* target = FindSection(section);
-  if (target == nullptr) {
-    if (value == nullptr) return S_OK;  // nothing to remove
-    sections_.push_back(Section{std::wstring(section), {}});
-    target = &sections_.back();
-  }
-  auto& lines = target->lines;
-  std::size_t found = lines.size();
-  for (std::size_t i = 0; i < lines.size(); ++i) {
-    if (lines[i].isKey && SameNameIgnoringCase(lines[i].key, key)) {
-      found = i;
-      break;
+  // Changed in place and put back as it was unless the file is written.
+  std::vector<Section> before = sections_;
+  try {
+    Section* target = FindSection(section);
+    if (target == nullptr) {
+      if (value == nullptr) return S_OK;  // nothing to remove
+      sections_.push_back(Section{std::wstring(section), {}});
+      target = &sections_.back();
     }
-  }
-  if (value == nullptr) {
-    if (found == lines.size()) return S_OK;
-    lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(found));
-  } else if (found != lines.size()) {
-    lines[found].value = *value;
-    lines[found].raw = KeyLine(lines[found].key, *value);
-  } else {
-    // After the section's last key, so trailing comments and blank lines stay at its end.
-    std::size_t at = 0;
-    bool anyKey = false;
+    auto& lines = target->lines;
+    std::size_t found = lines.size();
     for (std::size_t i = 0; i < lines.size(); ++i) {
-      if (lines[i].isKey) {
-        at = i + 1;
-        anyKey = true;
+      if (lines[i].isKey && SameNameIgnoringCase(lines[i].key, key)) {
+        found = i;
+        break;
       }
     }
-    if (!anyKey) {
-      at = lines.size();
-      while (at > 0 && Trim(lines[at - 1].raw).empty()) --at;
+    if (value == nullptr) {
+      if (found == lines.size()) return S_OK;
+      lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(found));
+    } else if (found != lines.size()) {
+      lines[found].value = *value;
+      lines[found].raw = KeyLine(lines[found].key, *value);
+    } else {
+      // After the section's last key, so trailing comments and blank lines stay at its end.
+      std::size_t at = 0;
+      bool anyKey = false;
+      for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (lines[i].isKey) {
+          at = i + 1;
+          anyKey = true;
+        }
+      }
+      if (!anyKey) {
+        at = lines.size();
+        while (at > 0 && Trim(lines[at - 1].raw).empty()) --at;
+      }
+      lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(at),
+                   Line{KeyLine(key, *value), true, std::wstring(key), *value});
     }
-    lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(at),
-                 Line{KeyLine(key, *value), true, std::wstring(key), *value});
+    if (Succeeded(WriteFileAtomically(path_, Serialize()))) return S_OK;
+  } catch (...) {
+    sections_.swap(before);
+    throw;
   }
-  if (Failed(WriteFileAtomically(path_, Serialize()))) {
-    sections_ = before;
-    return E_FAIL;
-  }
-  return S_OK;
+  sections_.swap(before);
+  return E_FAIL;
 }
 
 HRESULT RegistryStore::KeyCount(std::wstring_view section, int* count) {

@@ -11,7 +11,7 @@ HRESULT StringTable::Open(IString* tableName) {
     std::shared_ptr<const TextTable> table = TextTable::Load(TextOf(tableName));
     if (!table) return E_FAIL;
     table_ = std::move(table);
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;
@@ -23,7 +23,7 @@ HRESULT StringTable::Find(IString* key, int* index) {
   if (!table_) return E_FAIL;
   try {
     *index = table_->Find(TextOf(key));
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return *index >= 0 ? S_OK : E_FAIL;

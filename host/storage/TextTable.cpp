@@ -61,7 +61,7 @@ std::shared_ptr<const TextTable> TextTable::Load(std::wstring_view name) {
 }
 
 int TextTable::Find(std::wstring_view key) const {
-  const auto found = byKey_.find(std::wstring(key));
+  const auto found = byKey_.find(key);
   return found == byKey_.end() ? -1 : found->second;
 }
 

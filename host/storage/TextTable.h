@@ -10,8 +10,9 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
+
+#include "host/core/Text.h"
 
 namespace host::storage {
 
@@ -35,7 +36,7 @@ class TextTable {
 
  private:
   std::vector<std::pair<std::wstring, std::wstring>> entries_;
-  std::unordered_map<std::wstring, int> byKey_;
+  TextMap<int> byKey_;
 };
 
 }  // namespace host::storage

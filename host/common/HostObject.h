@@ -86,9 +86,11 @@ struct HostComponent {
   ComponentFactory factory;
 };
 
-// The factory of `name` in `table`, for a module's CreateFunction.
+// The factory of `name` in `table`, for a module's CreateFunction: E_INVALIDARG without `out`,
+// E_FAIL for a name the table does not hold.
 inline HRESULT FindComponentFactory(std::span<const HostComponent> table, tagREFString name,
                                     ComponentFactory* out) {
+  if (out == nullptr) return E_INVALIDARG;
   const std::wstring_view wanted = kelo_text::ViewOf(name);
   for (const HostComponent& row : table) {
     if (row.name == wanted) {

@@ -7,20 +7,6 @@
 
 namespace host::core {
 
-HRESULT ComponentCollection::GetCount(int* count) {
-  if (count == nullptr) return E_INVALIDARG;
-  *count = static_cast<int>(items_.size());
-  return S_OK;
-}
-
-HRESULT ComponentCollection::GetItem(int index, IUnknown** item) {
-  if (item == nullptr) return E_INVALIDARG;
-  *item = nullptr;
-  if (!InRange(index)) return E_INVALIDARG;
-  *item = ComPtr<IComponentString>(items_[static_cast<std::size_t>(index)]).Detach();
-  return S_OK;
-}
-
 HRESULT ComponentCollection::Find(IString* name, int* index) {
   if (name == nullptr || index == nullptr) return E_INVALIDARG;
   *index = -1;

@@ -61,19 +61,19 @@ void GlobalComponentCollection::ReadManifest(const std::string& path) {
 void GlobalComponentCollection::AddEntry(std::wstring_view name, std::wstring_view module,
                                          std::wstring_view kind) {
   auto entry = ComPtr<ComponentString>::Adopt(new ComponentString(name, kind, module));
-  byName_.emplace(std::wstring(name), static_cast<int>(entries_.size()));
-  entries_.push_back(std::move(entry));
+  byName_.emplace(std::wstring(name), static_cast<int>(items_.size()));
+  items_.push_back(std::move(entry));
 }
 
 const ComponentString* GlobalComponentCollection::FindEntry(std::wstring_view name) const {
   const auto found = byName_.find(name);
-  return found == byName_.end() ? nullptr : entries_[static_cast<std::size_t>(found->second)].Get();
+  return found == byName_.end() ? nullptr : items_[static_cast<std::size_t>(found->second)].Get();
 }
 
 std::vector<ComponentString*> GlobalComponentCollection::EntriesOfKind(
     std::wstring_view kind) const {
   std::vector<ComponentString*> result;
-  for (const ComPtr<ComponentString>& entry : entries_)
+  for (const ComPtr<ComponentString>& entry : items_)
     if (entry->Kind() == kind) result.push_back(entry.Get());
   return result;
 }
@@ -116,22 +116,6 @@ ComponentFactory GlobalComponentCollection::ModuleFactory(std::wstring_view modu
   return factory;
 }
 
-HRESULT GlobalComponentCollection::GetCount(int* count) {
-  if (count == nullptr) return E_INVALIDARG;
-  *count = static_cast<int>(entries_.size());
-  return S_OK;
-}
-
-HRESULT GlobalComponentCollection::GetItem(int index, IUnknown** item) {
-  if (item == nullptr) return E_INVALIDARG;
-  *item = nullptr;
-  if (index < 0 || static_cast<std::size_t>(index) >= entries_.size()) return E_INVALIDARG;
-  ComponentString* entry = entries_[static_cast<std::size_t>(index)].Get();
-  entry->AddRef();
-  *item = static_cast<IComponentString*>(entry);
-  return S_OK;
-}
-
 HRESULT GlobalComponentCollection::Find(IString* name, int* index) {
   if (name == nullptr || index == nullptr) return E_INVALIDARG;
   *index = -1;
@@ -160,7 +144,7 @@ HRESULT GlobalComponentCollection::CreateByName(tagREFString name, const IID* ii
   if (!ValidView(name)) return E_INVALIDARG;
   const auto found = byName_.find(ViewOf(name));
   if (found == byName_.end()) return E_FAIL;
-  ComponentString* entry = entries_[static_cast<std::size_t>(found->second)].Get();
+  ComponentString* entry = items_[static_cast<std::size_t>(found->second)].Get();
   if (iid == nullptr) {
     // No identity: the component string itself.
     entry->AddRef();

@@ -112,30 +112,34 @@ HRESULT Variant::SetDouble(double value) {
   return S_OK;
 }
 
-HRESULT Variant::SetObject(IUnknown* object) {
+template <class I>
+void Variant::Hold(I* object) {
   if (object == nullptr) {
     value_ = Empty{};
   } else {
-    value_ = ComPtr<IUnknown>::Share(object);
+    value_ = ComPtr<I>::Share(object);
   }
+}
+
+template <class I>
+bool Variant::HandOut(I** out) const {
+  const auto* held = std::get_if<ComPtr<I>>(&value_);
+  *out = held != nullptr ? ComPtr<I>(*held).Detach() : nullptr;
+  return held != nullptr;
+}
+
+HRESULT Variant::SetObject(IUnknown* object) {
+  Hold(object);
   return S_OK;
 }
 
 HRESULT Variant::GetObject(IUnknown** object) {
   if (object == nullptr) return E_INVALIDARG;
-  *object = nullptr;
-  const auto* held = std::get_if<ComPtr<IUnknown>>(&value_);
-  if (held == nullptr) return S_FALSE;
-  *object = ComPtr<IUnknown>(*held).Detach();
-  return S_OK;
+  return HandOut(object) ? S_OK : S_FALSE;
 }
 
 HRESULT Variant::SetString(IString* text) {
-  if (text == nullptr) {
-    value_ = Empty{};
-  } else {
-    value_ = ComPtr<IString>::Share(text);
-  }
+  Hold(text);
   return S_OK;
 }
 
@@ -147,11 +151,7 @@ HRESULT Variant::IsString(int* isString) {
 
 HRESULT Variant::GetString(IString** text) {
   if (text == nullptr) return E_INVALIDARG;
-  *text = nullptr;
-  if (const auto* string = std::get_if<ComPtr<IString>>(&value_)) {
-    *text = ComPtr<IString>(*string).Detach();
-    return S_OK;
-  }
+  if (HandOut(text)) return S_OK;  // the held string itself
   wchar_t buffer[64];
   std::wstring_view number;
   if (const int* integer = std::get_if<int>(&value_)) {

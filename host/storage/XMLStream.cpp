@@ -26,6 +26,13 @@ int Depth(const XmlElement* element) {
   return depth;
 }
 
+// Whether a child element named `name` may be written under `at`: E_INVALIDARG for a name that
+// is no XML name, E_FAIL when the document would grow too deep.
+HRESULT ChildAllowed(const XmlElement* at, tagREFString name) {
+  if (!ValidView(name) || !ValidXmlName(ViewOf(name))) return E_INVALIDARG;
+  return Depth(at) + 1 >= kMaxXmlDepth ? E_FAIL : S_OK;
+}
+
 }  // namespace
 
 XMLStream::XMLStream() {
@@ -61,8 +68,7 @@ HRESULT XMLStream::Commit(tagREFString path) {
 }
 
 HRESULT XMLStream::BeginElement(tagREFString name, int /*reserved1*/, int /*reserved2*/) {
-  if (!ValidView(name) || !ValidXmlName(ViewOf(name))) return E_INVALIDARG;
-  if (Depth(current_) + 1 >= kMaxXmlDepth) return E_FAIL;
+  if (HRESULT hr = ChildAllowed(current_, name); Failed(hr)) return hr;
   try {
     current_ = current_->AddChild(std::wstring(ViewOf(name)));
     Changed();
@@ -74,8 +80,7 @@ HRESULT XMLStream::BeginElement(tagREFString name, int /*reserved1*/, int /*rese
 
 HRESULT XMLStream::SetItem(tagREFString name, int /*reserved1*/, IString* value,
                            int /*reserved2*/) {
-  if (!ValidView(name) || !ValidXmlName(ViewOf(name))) return E_INVALIDARG;
-  if (Depth(current_) + 1 >= kMaxXmlDepth) return E_FAIL;
+  if (HRESULT hr = ChildAllowed(current_, name); Failed(hr)) return hr;
   try {
     std::wstring text(TextOf(value));
     if (!ValidXmlText(text)) return E_INVALIDARG;

@@ -73,7 +73,7 @@ HRESULT ComponentString::Attach(IUnknown* object) {
 
 ComponentFactory ComponentString::Resolve() const {
   if (name_.empty()) return nullptr;
-  const tagREFString name{static_cast<std::int32_t>(name_.size()), name_.data()};
+  const tagREFString name = RefView(name_);
   ComponentFactory factory = nullptr;
   // This module's own components first: strings and collections must never need a load.
   if (Succeeded(FindComponentFactory(Components(), name, &factory))) return factory;

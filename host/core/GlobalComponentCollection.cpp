@@ -80,7 +80,7 @@ std::vector<ComponentString*> GlobalComponentCollection::EntriesOfKind(
 
 ComponentFactory GlobalComponentCollection::ModuleFactory(std::wstring_view module,
                                                           std::wstring_view name) {
-  const tagREFString wanted{static_cast<std::int32_t>(name.size()), name.data()};
+  const tagREFString wanted = RefView(name);
   ComponentFactory factory = nullptr;
   if (module == L"Collections" || module == kModuleName) {
     if (Failed(FindComponentFactory(Components(), wanted, &factory))) return nullptr;
@@ -144,11 +144,10 @@ HRESULT GlobalComponentCollection::CreateByName(tagREFString name, const IID* ii
   if (!ValidView(name)) return E_INVALIDARG;
   const auto found = byName_.find(ViewOf(name));
   if (found == byName_.end()) return E_FAIL;
-  ComponentString* entry = items_[static_cast<std::size_t>(found->second)].Get();
+  const ComPtr<ComponentString>& entry = items_[static_cast<std::size_t>(found->second)];
   if (iid == nullptr) {
     // No identity: the component string itself.
-    entry->AddRef();
-    *out = static_cast<IComponentString*>(entry);
+    *out = static_cast<IComponentString*>(ComPtr<ComponentString>(entry).Detach());
     return S_OK;
   }
   return entry->CreateInstance(*iid, out);

@@ -280,12 +280,6 @@ TEST_F(StorageOutOfMemory, EveryOperationReportsAFailedAllocation) {
         return stream.As<IString>()->Append(static_cast<int>(content.size()), content.data());
       },
       unchanged);
-  sweep(
-      "XML SetText", xml,
-      [&](ComPtr<IXMLStream>& stream) {
-        return stream.As<IString>()->SetText(static_cast<int>(content.size()), content.data());
-      },
-      unchanged);
   sweep("GetBuffer", xml, [](ComPtr<IXMLStream>& stream) {
     const wchar_t* text = nullptr;
     int length = 0;
@@ -318,15 +312,8 @@ TEST_F(StorageOutOfMemory, EveryOperationReportsAFailedAllocation) {
     ComPtr<IFolderStream> opened;
     return stream->OpenFolder(child.Get(), opened.Put());
   });
-  sweep("WriteString", tree, [&](ComPtr<IFolderStream>& stream) {
-    return stream->WriteString(RefView(L"Text"), value.Get());
-  });
   sweep("WriteBinary", tree, [](ComPtr<IFolderStream>& stream) {
     return stream->WriteBinary(RefView(L"Bytes"), "0123456789", 10, 0);
-  });
-  sweep("GetName", tree, [](ComPtr<IFolderStream>& stream) {
-    ComPtr<IString> name;
-    return stream->GetName(name.Put());
   });
   const auto page = coretest::Make<IUnknown>(L"UIPropInterrogatePropPage");
   sweep("WriteObject", tree, [&](ComPtr<IFolderStream>& stream) {

@@ -1,14 +1,12 @@
 #include "app/Host.h"
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 
 #include "app/Errors.h"
 #include "app/Text.h"
+#include "sdk/ModuleLibrary.h"
 
 namespace kelo {
 
@@ -46,19 +44,19 @@ Host::Host(std::filesystem::path moduleDir)
     throw AppError(kExitFailure,
                    "the host module " + path + " is missing (build the project first)");
   // Host modules stay loaded for the life of the process, as the transitions module expects.
-  void* library = dlopen(path.c_str(), RTLD_NOW);
-  if (library == nullptr)
-    throw AppError(kExitFailure, std::string("cannot load the host module: ") + dlerror());
-  auto create = reinterpret_cast<CreateFunctionFn>(dlsym(library, "CreateFunction"));
-  auto initialize = reinterpret_cast<InitializeModuleFn>(dlsym(library, "InitializeModule"));
-  if (create == nullptr) throw AppError(kExitFailure, path + " does not export CreateFunction");
+  const ModuleLibrary library = ModuleLibrary::Open(path);
+  if (library.handle == nullptr)
+    throw AppError(kExitFailure, "cannot load the host module: " + library.error);
+  if (library.createFunction == nullptr)
+    throw AppError(kExitFailure, path + " does not export CreateFunction");
   ComponentFactory factory = nullptr;
-  if (Failed(create(RefView(L"GlobalComponentCollection"), &factory)) || factory == nullptr)
+  if (Failed(library.createFunction(RefView(L"GlobalComponentCollection"), &factory)) ||
+      factory == nullptr)
     throw AppError(kExitFailure, path + " has no GlobalComponentCollection");
   IID iid = IComponentCollection::kIID;
   if (Failed(factory(nullptr, &iid, global_.PutVoid())) || !global_)
     throw AppError(kExitFailure, "the host's GlobalComponentCollection could not be created");
-  if (initialize != nullptr) initialize(nullptr, global_.Get());
+  if (library.initializeModule != nullptr) library.initializeModule(nullptr, global_.Get());
 
   dibComponent_ = ComponentString(L"CIFImageDIB");
   transformComponent_ = ComponentString(L"CIFTransform");
@@ -86,7 +84,7 @@ ComPtr<IString> Host::String(std::wstring_view text) const {
 
 std::vector<std::wstring> Host::TransitionNames() const {
   std::vector<std::wstring> names;
-  // The host's way: a component collection filled with the components of one kind.
+  // Only through the host: a component collection filled with the components of that kind.
   if (auto all = Create<IComponentCollection>(L"ComponentCollection")) {
     const auto kind = String(kTransitionKind);
     int count = 0;
@@ -101,18 +99,6 @@ std::vector<std::wstring> Host::TransitionNames() const {
         if (auto text = HostText(name.Get()); !text.empty()) names.push_back(text);
       }
     }
-  }
-  if (!names.empty()) return names;
-  // Otherwise the manifest the build writes beside the modules: component, module, kind.
-  std::ifstream manifest(moduleDir_ / "components.manifest");
-  std::string line;
-  while (std::getline(manifest, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    std::istringstream fields(line);
-    std::string component, module, kind;
-    if (std::getline(fields, component, '\t') && std::getline(fields, module, '\t') &&
-        std::getline(fields, kind) && FromUtf8(kind) == kTransitionKind)
-      names.push_back(FromUtf8(component));
   }
   return names;
 }

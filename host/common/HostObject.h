@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "sdk/Com.h"
+#include "sdk/Text.h"
 
 namespace host {
 
@@ -50,13 +51,17 @@ class HostObject : public First, public Rest... {
   }
 
   // The component factory: a new Derived answering *iid. A missing identity or out pointer is
-  // refused rather than followed.
+  // refused rather than followed; E_FAIL when the object cannot be made (out of memory).
   static HRESULT CreateInstance(void* /*outer*/, IID* iid, void** out) {
     if (out == nullptr) return E_INVALIDARG;
     *out = nullptr;
     if (iid == nullptr) return E_INVALIDARG;
-    auto* object = new (std::nothrow) Derived();
-    if (object == nullptr) return E_FAIL;
+    Derived* object = nullptr;
+    try {
+      object = new Derived();
+    } catch (...) {
+      return E_FAIL;
+    }
     const HRESULT hr = object->QueryInterface(*iid, out);
     object->Release();
     return hr;
@@ -81,11 +86,12 @@ struct HostComponent {
   ComponentFactory factory;
 };
 
-// The factory of `name` in `table`, for a module's CreateFunction.
+// The factory of `name` in `table`, for a module's CreateFunction: E_INVALIDARG without `out`,
+// E_FAIL for a name the table does not hold.
 inline HRESULT FindComponentFactory(std::span<const HostComponent> table, tagREFString name,
                                     ComponentFactory* out) {
-  const std::wstring_view wanted(name.text,
-                                 name.length > 0 ? static_cast<std::size_t>(name.length) : 0);
+  if (out == nullptr) return E_INVALIDARG;
+  const std::wstring_view wanted = kelo_text::ViewOf(name);
   for (const HostComponent& row : table) {
     if (row.name == wanted) {
       *out = row.factory;

@@ -7,20 +7,6 @@
 
 namespace host::core {
 
-HRESULT ComponentCollection::GetCount(int* count) {
-  if (count == nullptr) return E_INVALIDARG;
-  *count = static_cast<int>(items_.size());
-  return S_OK;
-}
-
-HRESULT ComponentCollection::GetItem(int index, IUnknown** item) {
-  if (item == nullptr) return E_INVALIDARG;
-  *item = nullptr;
-  if (!InRange(index)) return E_INVALIDARG;
-  *item = ComPtr<IComponentString>(items_[static_cast<std::size_t>(index)]).Detach();
-  return S_OK;
-}
-
 HRESULT ComponentCollection::Find(IString* name, int* index) {
   if (name == nullptr || index == nullptr) return E_INVALIDARG;
   *index = -1;
@@ -55,7 +41,7 @@ HRESULT ComponentCollection::Add(IUnknown* item) {
     return E_INVALIDARG;
   try {
     items_.push_back(std::move(component));
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;
@@ -70,7 +56,7 @@ HRESULT ComponentCollection::SelectKind(IString* kind) {
     for (ComponentString* entry : global->EntriesOfKind(TextOf(kind)))
       selected.push_back(ComPtr<IComponentString>::Share(entry));
     items_.swap(selected);
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;

@@ -36,12 +36,11 @@ HRESULT ComponentString::GetText(int kind, IString** text) {
 
 HRESULT ComponentString::SetText(int kind, tagREFString text) {
   std::wstring* held = Text(kind);
-  if (held == nullptr || text.length < 0 || (text.length > 0 && text.text == nullptr))
-    return E_INVALIDARG;
+  if (held == nullptr || !ValidView(text)) return E_INVALIDARG;
   if (fixed_) return E_FAIL;
   try {
     held->assign(ViewOf(text));
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   factory_.store(nullptr, std::memory_order_relaxed);
@@ -65,7 +64,7 @@ HRESULT ComponentString::Attach(IUnknown* object) {
         module_ = entry->Module();
       }
     }
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   factory_.store(nullptr, std::memory_order_relaxed);
@@ -74,7 +73,7 @@ HRESULT ComponentString::Attach(IUnknown* object) {
 
 ComponentFactory ComponentString::Resolve() const {
   if (name_.empty()) return nullptr;
-  const tagREFString name{static_cast<std::int32_t>(name_.size()), name_.data()};
+  const tagREFString name = RefView(name_);
   ComponentFactory factory = nullptr;
   // This module's own components first: strings and collections must never need a load.
   if (Succeeded(FindComponentFactory(Components(), name, &factory))) return factory;
@@ -94,7 +93,11 @@ HRESULT ComponentString::CreateInstance(const IID& iid, void** out) {
   *out = nullptr;
   ComponentFactory factory = factory_.load(std::memory_order_acquire);
   if (factory == nullptr) {
-    factory = Resolve();
+    try {
+      factory = Resolve();
+    } catch (...) {
+      return E_FAIL;  // no memory to load the module: it may be tried again
+    }
     if (factory == nullptr) return E_FAIL;
     factory_.store(factory, std::memory_order_release);
   }

@@ -33,6 +33,8 @@ class ComponentString final : public HostObject<ComponentString, IComponentStrin
 
  private:
   std::wstring* Text(int kind);
+  // The factory, found in this module or through the global collection (which may load the
+  // module); null when there is none. Throws std::bad_alloc.
   ComponentFactory Resolve() const;
 
   std::wstring name_;

@@ -4,20 +4,14 @@
 #include <limits>
 #include <new>
 
+#include "host/core/Text.h"
+
 namespace host::core {
-
-namespace {
-
-bool ValidArguments(int length, const wchar_t* text) {
-  return length >= 0 && (length == 0 || text != nullptr);
-}
-
-}  // namespace
 
 IString* CreatableString::Make(std::wstring_view text) {
   try {
     return new CreatableString(text);
-  } catch (const std::bad_alloc&) {
+  } catch (...) {
     return nullptr;
   }
 }
@@ -44,7 +38,7 @@ bool CreatableString::OwnTextFits(int length, const wchar_t* text) const {
 }
 
 HRESULT CreatableString::SetText(int length, const wchar_t* text) {
-  if (!ValidArguments(length, text)) return E_INVALIDARG;
+  if (!ValidView({length, text})) return E_INVALIDARG;
   if (!OwnTextFits(length, text)) return E_INVALIDARG;
   try {
     if (length > 0 && IsOwnText(text)) {
@@ -54,14 +48,14 @@ HRESULT CreatableString::SetText(int length, const wchar_t* text) {
     } else {
       text_.assign(text == nullptr ? L"" : text, static_cast<std::size_t>(length));
     }
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;
 }
 
 HRESULT CreatableString::Append(int length, const wchar_t* text) {
-  if (!ValidArguments(length, text)) return E_INVALIDARG;
+  if (!ValidView({length, text})) return E_INVALIDARG;
   if (!OwnTextFits(length, text)) return E_INVALIDARG;
   if (length == 0) return S_OK;
   if (text_.size() + static_cast<std::size_t>(length) >
@@ -75,7 +69,7 @@ HRESULT CreatableString::Append(int length, const wchar_t* text) {
     } else {
       text_.append(text, static_cast<std::size_t>(length));
     }
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;

@@ -1,40 +1,23 @@
 #include "host/core/GlobalComponentCollection.h"
 
-#include <dlfcn.h>
-
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 
+#include "host/common/ModuleFolder.h"
 #include "host/core/Components.h"
-#include "host/core/ModuleFolder.h"
 #include "host/core/Text.h"
+#include "sdk/ModuleLibrary.h"
 
 namespace host::core {
-
-namespace {
-
-constexpr char kManifestName[] = "components.manifest";
-
-// Module names become file names: refuse anything that could leave the folder.
-bool ValidModuleName(std::wstring_view module) {
-  if (module.empty() || module.size() > 200 || module.front() == L'.') return false;
-  for (wchar_t c : module) {
-    const bool ok = (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') ||
-                    (c >= L'0' && c <= L'9') || c == L'_' || c == L'-' || c == L'.';
-    if (!ok) return false;
-  }
-  return true;
-}
-
-}  // namespace
 
 GlobalComponentCollection* GlobalComponentCollection::Instance() {
   // Created once and never released: modules keep references to it until the process ends.
   static GlobalComponentCollection* const instance = []() -> GlobalComponentCollection* {
     try {
       return new GlobalComponentCollection();
-    } catch (const std::exception&) {
-      return nullptr;
+    } catch (...) {
+      return nullptr;  // no memory for the manifest's entries
     }
   }();
   return instance;
@@ -49,87 +32,83 @@ HRESULT GlobalComponentCollection::Create(void* /*outer*/, IID* iid, void** out)
 }
 
 GlobalComponentCollection::GlobalComponentCollection() : folder_(ModuleFolder()) {
-  ReadManifest(folder_ + "/" + kManifestName);
+  ReadManifest(folder_ + "/" + module_folder::kManifestName);
   // This module's components are always known, even without a manifest.
   for (const HostComponent& row : Components())
     if (FindEntry(row.name) == nullptr) AddEntry(row.name, kModuleName, row.kind);
 }
 
 void GlobalComponentCollection::ReadManifest(const std::string& path) {
-  std::ifstream in(path);
-  std::string line;
-  while (std::getline(in, line)) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (line.empty() || line.front() == '#') continue;
+  std::ifstream in(path, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  ForEachLine(WideFromUtf8(bytes), [this](std::wstring_view line) {
+    if (line.empty() || line.front() == L'#') return;
     // component <TAB> module <TAB> kind; lines of another shape are skipped.
-    const std::size_t first = line.find('\t');
-    if (first == std::string::npos) continue;
-    const std::size_t second = line.find('\t', first + 1);
-    if (second == std::string::npos) continue;
-    const std::wstring name = WideFromUtf8(std::string_view(line).substr(0, first));
-    const std::wstring module =
-        WideFromUtf8(std::string_view(line).substr(first + 1, second - first - 1));
-    std::string_view kindBytes = std::string_view(line).substr(second + 1);
-    kindBytes = kindBytes.substr(0, kindBytes.find('\t'));
-    const std::wstring kind = WideFromUtf8(kindBytes);
-    if (name.empty() || module.empty()) continue;
-    if (FindEntry(name) != nullptr) continue;  // the first line for a name wins
+    const std::size_t first = line.find(L'\t');
+    if (first == std::wstring_view::npos) return;
+    const std::size_t second = line.find(L'\t', first + 1);
+    if (second == std::wstring_view::npos) return;
+    const std::wstring_view name = line.substr(0, first);
+    const std::wstring_view module = line.substr(first + 1, second - first - 1);
+    std::wstring_view kind = line.substr(second + 1);
+    kind = kind.substr(0, kind.find(L'\t'));
+    if (name.empty() || module.empty()) return;
+    if (FindEntry(name) != nullptr) return;  // the first line for a name wins
     AddEntry(name, module, kind);
-  }
+  });
 }
 
 void GlobalComponentCollection::AddEntry(std::wstring_view name, std::wstring_view module,
                                          std::wstring_view kind) {
   auto entry = ComPtr<ComponentString>::Adopt(new ComponentString(name, kind, module));
-  byName_.emplace(std::wstring(name), static_cast<int>(entries_.size()));
-  entries_.push_back(std::move(entry));
+  byName_.emplace(std::wstring(name), static_cast<int>(items_.size()));
+  items_.push_back(std::move(entry));
 }
 
 const ComponentString* GlobalComponentCollection::FindEntry(std::wstring_view name) const {
-  const auto found = byName_.find(std::wstring(name));
-  return found == byName_.end() ? nullptr : entries_[static_cast<std::size_t>(found->second)].Get();
+  const auto found = byName_.find(name);
+  return found == byName_.end() ? nullptr : items_[static_cast<std::size_t>(found->second)].Get();
 }
 
 std::vector<ComponentString*> GlobalComponentCollection::EntriesOfKind(
     std::wstring_view kind) const {
   std::vector<ComponentString*> result;
-  for (const ComPtr<ComponentString>& entry : entries_)
+  for (const ComPtr<ComponentString>& entry : items_)
     if (entry->Kind() == kind) result.push_back(entry.Get());
   return result;
 }
 
 ComponentFactory GlobalComponentCollection::ModuleFactory(std::wstring_view module,
                                                           std::wstring_view name) {
-  const tagREFString wanted{static_cast<std::int32_t>(name.size()), name.data()};
+  const tagREFString wanted = RefView(name);
   ComponentFactory factory = nullptr;
   if (module == L"Collections" || module == kModuleName) {
     if (Failed(FindComponentFactory(Components(), wanted, &factory))) return nullptr;
     return factory;
   }
-  if (!ValidModuleName(module) || name.empty()) return nullptr;
+  // Module names become file names: anything that could leave the folder is refused.
+  if (!PlainFileName(module) || name.empty()) return nullptr;
 
   CreateFunctionFn create = nullptr;
   {
     std::lock_guard lock(modulesMutex_);
-    const auto known = modules_.find(std::wstring(module));
+    const auto known = modules_.find(module);
     if (known != modules_.end()) {
       create = known->second;
     } else {
       const std::string path = folder_ + "/" + Utf8FromWide(module) + ".so";
-      void* library = dlopen(path.c_str(), RTLD_NOW);  // never closed
-      InitializeModuleFn initialize = nullptr;
-      if (library == nullptr) {
-        std::fprintf(stderr, "CollectionsEx: cannot load %s: %s\n", path.c_str(), dlerror());
-      } else {
-        create = reinterpret_cast<CreateFunctionFn>(dlsym(library, "CreateFunction"));
-        initialize = reinterpret_cast<InitializeModuleFn>(dlsym(library, "InitializeModule"));
-        if (create == nullptr)
-          std::fprintf(stderr, "CollectionsEx: %s has no CreateFunction\n", path.c_str());
-      }
+      const ModuleLibrary library = ModuleLibrary::Open(path);
+      create = library.createFunction;
+      if (library.handle == nullptr)
+        std::fprintf(stderr, "CollectionsEx: cannot load %s: %s\n", path.c_str(),
+                     library.error.c_str());
+      else if (create == nullptr)
+        std::fprintf(stderr, "CollectionsEx: %s has no CreateFunction\n", path.c_str());
       modules_.emplace(std::wstring(module), create);
       // The module shares this collection. The lock is recursive, so the module may already
       // ask for components while it initializes.
-      if (create != nullptr && initialize != nullptr) initialize(nullptr, this);
+      if (create != nullptr && library.initializeModule != nullptr)
+        library.initializeModule(nullptr, this);
     }
   }
   if (create == nullptr) return nullptr;
@@ -137,26 +116,10 @@ ComponentFactory GlobalComponentCollection::ModuleFactory(std::wstring_view modu
   return factory;
 }
 
-HRESULT GlobalComponentCollection::GetCount(int* count) {
-  if (count == nullptr) return E_INVALIDARG;
-  *count = static_cast<int>(entries_.size());
-  return S_OK;
-}
-
-HRESULT GlobalComponentCollection::GetItem(int index, IUnknown** item) {
-  if (item == nullptr) return E_INVALIDARG;
-  *item = nullptr;
-  if (index < 0 || static_cast<std::size_t>(index) >= entries_.size()) return E_INVALIDARG;
-  ComponentString* entry = entries_[static_cast<std::size_t>(index)].Get();
-  entry->AddRef();
-  *item = static_cast<IComponentString*>(entry);
-  return S_OK;
-}
-
 HRESULT GlobalComponentCollection::Find(IString* name, int* index) {
   if (name == nullptr || index == nullptr) return E_INVALIDARG;
   *index = -1;
-  const auto found = byName_.find(std::wstring(TextOf(name)));
+  const auto found = byName_.find(TextOf(name));
   if (found == byName_.end()) return E_FAIL;
   *index = found->second;
   return S_OK;
@@ -178,14 +141,13 @@ HRESULT GlobalComponentCollection::SelectKind(IString* /*kind*/) {
 HRESULT GlobalComponentCollection::CreateByName(tagREFString name, const IID* iid, void** out) {
   if (out == nullptr) return E_INVALIDARG;
   *out = nullptr;
-  if (name.length < 0 || (name.length > 0 && name.text == nullptr)) return E_INVALIDARG;
-  const auto found = byName_.find(std::wstring(ViewOf(name)));
+  if (!ValidView(name)) return E_INVALIDARG;
+  const auto found = byName_.find(ViewOf(name));
   if (found == byName_.end()) return E_FAIL;
-  ComponentString* entry = entries_[static_cast<std::size_t>(found->second)].Get();
+  const ComPtr<ComponentString>& entry = items_[static_cast<std::size_t>(found->second)];
   if (iid == nullptr) {
     // No identity: the component string itself.
-    entry->AddRef();
-    *out = static_cast<IComponentString*>(entry);
+    *out = static_cast<IComponentString*>(ComPtr<ComponentString>(entry).Detach());
     return S_OK;
   }
   return entry->CreateInstance(*iid, out);

@@ -11,18 +11,18 @@
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
-#include "host/common/HostObject.h"
+#include "host/core/ComponentList.h"
 #include "host/core/ComponentString.h"
+#include "host/core/Text.h"
 #include "sdk/Collections.h"
 #include "sdk/ComPtr.h"
 
 namespace host::core {
 
 class GlobalComponentCollection final
-    : public HostObject<GlobalComponentCollection, IComponentCollection> {
+    : public ComponentList<GlobalComponentCollection, ComponentString> {
  public:
   // The instance (created on first use; borrowed), or null when it could not be made.
   static GlobalComponentCollection* Instance();
@@ -40,18 +40,10 @@ class GlobalComponentCollection final
   // "Collections" and "CollectionsEx" mean this module. Null when anything fails.
   ComponentFactory ModuleFactory(std::wstring_view module, std::wstring_view name);
 
-  HRESULT GetCount(int* count) override;
-  HRESULT GetItem(int index, IUnknown** item) override;
   HRESULT Find(IString* name, int* index) override;
   HRESULT Remove(int index) override;
   HRESULT RemoveAll() override;
-  HRESULT Reserved8() override { return E_NOTIMPL; }
-  HRESULT Reserved9() override { return E_NOTIMPL; }
-  HRESULT Reserved10() override { return E_NOTIMPL; }
-  HRESULT Reserved11() override { return E_NOTIMPL; }
   HRESULT Add(IUnknown* item) override;
-  HRESULT Reserved13() override { return E_NOTIMPL; }
-  HRESULT Reserved14() override { return E_NOTIMPL; }
   HRESULT SelectKind(IString* kind) override;
   HRESULT CreateByName(tagREFString name, const IID* iid, void** out) override;
 
@@ -62,12 +54,11 @@ class GlobalComponentCollection final
   void AddEntry(std::wstring_view name, std::wstring_view module, std::wstring_view kind);
 
   std::string folder_;
-  std::vector<ComPtr<ComponentString>> entries_;
-  std::unordered_map<std::wstring, int> byName_;
+  TextMap<int> byName_;  // index in items_ by name
 
   // Loaded modules by name: their CreateFunction, or null when loading failed (not retried).
   std::recursive_mutex modulesMutex_;
-  std::unordered_map<std::wstring, CreateFunctionFn> modules_;
+  TextMap<CreateFunctionFn> modules_;
 };
 
 }  // namespace host::core

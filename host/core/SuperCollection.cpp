@@ -21,8 +21,13 @@ ComPtr<IString> NameText(IUnknown* name) {
 
 }  // namespace
 
-HRESULT SuperCollection::HandOut(const ComPtr<IUnknown>& held, IUnknown** out) {
-  *out = ComPtr<IUnknown>(held).Detach();
+template <class I>
+HRESULT SuperCollection::HandOut(int index, ComPtr<I> Entry::*member, I** out) const {
+  if (out == nullptr) return E_INVALIDARG;
+  *out = nullptr;
+  const Entry* entry = At(index);
+  if (entry == nullptr) return E_INVALIDARG;
+  *out = ComPtr<I>(entry->*member).Detach();
   return *out != nullptr ? S_OK : S_FALSE;
 }
 
@@ -33,28 +38,15 @@ HRESULT SuperCollection::GetCount(int* count) {
 }
 
 HRESULT SuperCollection::GetName(int index, IString** name) {
-  if (name == nullptr) return E_INVALIDARG;
-  *name = nullptr;
-  const Entry* entry = At(index);
-  if (entry == nullptr) return E_INVALIDARG;
-  *name = ComPtr<IString>(entry->nameText).Detach();
-  return *name != nullptr ? S_OK : S_FALSE;
+  return HandOut(index, &Entry::nameText, name);
 }
 
 HRESULT SuperCollection::GetValue(int index, IUnknown** value) {
-  if (value == nullptr) return E_INVALIDARG;
-  *value = nullptr;
-  const Entry* entry = At(index);
-  if (entry == nullptr) return E_INVALIDARG;
-  return HandOut(entry->value, value);
+  return HandOut(index, &Entry::value, value);
 }
 
 HRESULT SuperCollection::GetExtra(int index, IUnknown** extra) {
-  if (extra == nullptr) return E_INVALIDARG;
-  *extra = nullptr;
-  const Entry* entry = At(index);
-  if (entry == nullptr) return E_INVALIDARG;
-  return HandOut(entry->extra, extra);
+  return HandOut(index, &Entry::extra, extra);
 }
 
 HRESULT SuperCollection::GetOption(int index, int* option) {
@@ -98,7 +90,7 @@ HRESULT SuperCollection::Add(IUnknown* name, IUnknown* value, IUnknown* extra, i
     entry.extra = ComPtr<IUnknown>::Share(extra);
     entry.option = option;
     entries_.push_back(std::move(entry));
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;

@@ -45,7 +45,9 @@ class SuperCollection final : public HostObject<SuperCollection, ISuperCollectio
     if (index < 0 || static_cast<std::size_t>(index) >= entries_.size()) return nullptr;
     return &entries_[static_cast<std::size_t>(index)];
   }
-  static HRESULT HandOut(const ComPtr<IUnknown>& held, IUnknown** out);
+  // The item `member` of entry `index` with a reference; null and S_FALSE when it has none.
+  template <class I>
+  HRESULT HandOut(int index, ComPtr<I> Entry::*member, I** out) const;
 
   std::vector<Entry> entries_;
 };

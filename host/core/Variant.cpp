@@ -1,9 +1,9 @@
 #include "host/core/Variant.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
-#include <string>
 
 #include "host/core/CreatableString.h"
 #include "host/core/Text.h"
@@ -17,14 +17,14 @@ bool ParseNumber(std::wstring_view text, double* number) {
   while (!text.empty() && (text.front() == L' ' || text.front() == L'\t')) text.remove_prefix(1);
   while (!text.empty() && (text.back() == L' ' || text.back() == L'\t')) text.remove_suffix(1);
   if (text.empty() || text.size() > 64) return false;
-  std::string narrow;
-  for (wchar_t c : text) {
-    if (c < 0 || c > 127) return false;
-    narrow.push_back(static_cast<char>(c));
+  char narrow[64];
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] < 0 || text[i] > 127) return false;
+    narrow[i] = static_cast<char>(text[i]);
   }
-  const char* begin = narrow.data();
+  const char* begin = narrow;
   if (*begin == '+') ++begin;  // from_chars takes no plus sign
-  const char* end = narrow.data() + narrow.size();
+  const char* end = narrow + text.size();
   const auto [stop, error] = std::from_chars(begin, end, *number);
   return error == std::errc() && stop == end && std::isfinite(*number);
 }
@@ -38,11 +38,15 @@ bool Truncate(double value, int* out) {
   return true;
 }
 
-std::wstring NumberText(double value) {
-  char buffer[64];
-  const auto [stop, error] = std::to_chars(buffer, buffer + sizeof buffer, value);
-  if (error != std::errc()) return L"";
-  return std::wstring(buffer, stop);
+// The text of a number in `buffer` (decimal, or for a double the shortest form that reads back
+// as the same value); empty when it does not fit. Works in place: a string is made only once.
+template <class Number>
+std::wstring_view NumberText(Number value, wchar_t (&buffer)[64]) {
+  char narrow[64];
+  const auto [stop, error] = std::to_chars(narrow, narrow + sizeof narrow, value);
+  if (error != std::errc()) return {};
+  std::copy(narrow, stop, buffer);
+  return {buffer, static_cast<std::size_t>(stop - narrow)};
 }
 
 }  // namespace
@@ -108,30 +112,34 @@ HRESULT Variant::SetDouble(double value) {
   return S_OK;
 }
 
-HRESULT Variant::SetObject(IUnknown* object) {
+template <class I>
+void Variant::Hold(I* object) {
   if (object == nullptr) {
     value_ = Empty{};
   } else {
-    value_ = ComPtr<IUnknown>::Share(object);
+    value_ = ComPtr<I>::Share(object);
   }
+}
+
+template <class I>
+bool Variant::HandOut(I** out) const {
+  const auto* held = std::get_if<ComPtr<I>>(&value_);
+  *out = held != nullptr ? ComPtr<I>(*held).Detach() : nullptr;
+  return held != nullptr;
+}
+
+HRESULT Variant::SetObject(IUnknown* object) {
+  Hold(object);
   return S_OK;
 }
 
 HRESULT Variant::GetObject(IUnknown** object) {
   if (object == nullptr) return E_INVALIDARG;
-  *object = nullptr;
-  const auto* held = std::get_if<ComPtr<IUnknown>>(&value_);
-  if (held == nullptr) return S_FALSE;
-  *object = ComPtr<IUnknown>(*held).Detach();
-  return S_OK;
+  return HandOut(object) ? S_OK : S_FALSE;
 }
 
 HRESULT Variant::SetString(IString* text) {
-  if (text == nullptr) {
-    value_ = Empty{};
-  } else {
-    value_ = ComPtr<IString>::Share(text);
-  }
+  Hold(text);
   return S_OK;
 }
 
@@ -143,16 +151,13 @@ HRESULT Variant::IsString(int* isString) {
 
 HRESULT Variant::GetString(IString** text) {
   if (text == nullptr) return E_INVALIDARG;
-  *text = nullptr;
-  if (const auto* string = std::get_if<ComPtr<IString>>(&value_)) {
-    *text = ComPtr<IString>(*string).Detach();
-    return S_OK;
-  }
-  std::wstring number;
+  if (HandOut(text)) return S_OK;  // the held string itself
+  wchar_t buffer[64];
+  std::wstring_view number;
   if (const int* integer = std::get_if<int>(&value_)) {
-    number = std::to_wstring(*integer);
+    number = NumberText(*integer, buffer);
   } else if (const double* real = std::get_if<double>(&value_)) {
-    number = NumberText(*real);
+    number = NumberText(*real, buffer);
   } else {
     return S_FALSE;  // nothing or an object: no text
   }

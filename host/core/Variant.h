@@ -29,6 +29,13 @@ class Variant final : public HostObject<Variant, IVariant> {
   HRESULT GetString(IString** text) override;
 
  private:
+  // Keeps `object` with a reference, or nothing for null.
+  template <class I>
+  void Hold(I* object);
+  // The held I with a reference in *out; false (and null) when no I is held.
+  template <class I>
+  bool HandOut(I** out) const;
+
   struct Empty {};
   std::variant<Empty, int, double, ComPtr<IString>, ComPtr<IUnknown>> value_;
 };

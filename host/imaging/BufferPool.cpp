@@ -1,5 +1,6 @@
 #include "host/imaging/BufferPool.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -13,20 +14,29 @@ std::size_t Rounded(std::size_t bytes) {
 }  // namespace
 
 BufferPool& BufferPool::Shared() {
-  static BufferPool* pool = new BufferPool;
+  // Made in static storage rather than allocated, so that no use of the pool can fail.
+  alignas(BufferPool) static unsigned char storage[sizeof(BufferPool)];
+  static BufferPool* const pool = new (storage) BufferPool;
   return *pool;
 }
 
-void* BufferPool::Take(std::size_t bytes) {
+void BufferPool::Remove(std::size_t index) {
+  std::copy(free_.begin() + static_cast<std::ptrdiff_t>(index) + 1,
+            free_.begin() + static_cast<std::ptrdiff_t>(count_),
+            free_.begin() + static_cast<std::ptrdiff_t>(index));
+  --count_;
+}
+
+void* BufferPool::Take(std::size_t bytes) noexcept {
   bytes = Rounded(bytes);
   if (bytes == 0) return nullptr;
   {
     std::lock_guard lock(mutex_);
     // Most recently returned first: its pages are the likeliest to be resident.
-    for (std::size_t i = free_.size(); i-- > 0;) {
+    for (std::size_t i = count_; i-- > 0;) {
       if (free_[i].bytes == bytes) {
         void* buffer = free_[i].buffer;
-        free_.erase(free_.begin() + static_cast<std::ptrdiff_t>(i));
+        Remove(i);
         held_ -= bytes;
         return buffer;
       }
@@ -35,26 +45,26 @@ void* BufferPool::Take(std::size_t bytes) {
   return std::aligned_alloc(64, bytes);
 }
 
-void BufferPool::Give(void* buffer, std::size_t bytes) {
+void BufferPool::Give(void* buffer, std::size_t bytes) noexcept {
   if (buffer == nullptr) return;
   bytes = Rounded(bytes);
   if (bytes > kMaxHeldBytes) {
     std::free(buffer);
     return;
   }
-  std::vector<void*> dropped;
+  std::array<void*, kMaxHeldBuffers> dropped;
+  std::size_t droppedCount = 0;
   {
     std::lock_guard lock(mutex_);
-    while (!free_.empty() &&
-           (held_ + bytes > kMaxHeldBytes || free_.size() + 1 > kMaxHeldBuffers)) {
-      dropped.push_back(free_.front().buffer);
-      held_ -= free_.front().bytes;
-      free_.erase(free_.begin());
+    while (count_ > 0 && (held_ + bytes > kMaxHeldBytes || count_ + 1 > kMaxHeldBuffers)) {
+      dropped[droppedCount++] = free_[0].buffer;
+      held_ -= free_[0].bytes;
+      Remove(0);
     }
-    free_.push_back({bytes, buffer});
+    free_[count_++] = {bytes, buffer};
     held_ += bytes;
   }
-  for (void* old : dropped) std::free(old);
+  for (std::size_t i = 0; i < droppedCount; ++i) std::free(dropped[i]);
 }
 
 std::size_t BufferPool::HeldBytes() {

@@ -1,9 +1,9 @@
 // Reuses large pixel buffers so that a stream of frames does not fault in fresh pages each frame.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <mutex>
-#include <vector>
 
 namespace host::imaging {
 
@@ -14,10 +14,11 @@ class BufferPool {
   static BufferPool& Shared();
 
   // A buffer of `bytes` (rounded up to 64) from the free list or fresh; null when out of memory.
-  void* Take(std::size_t bytes);
+  void* Take(std::size_t bytes) noexcept;
   // Returns a buffer obtained from Take with the same `bytes`; the oldest free buffers are
-  // dropped when the list would exceed its bounds.
-  void Give(void* buffer, std::size_t bytes);
+  // dropped when the list would exceed its bounds. Allocates nothing: pictures give their
+  // buffers back from their destructors.
+  void Give(void* buffer, std::size_t bytes) noexcept;
 
   // Bytes currently held on the free list (for tests).
   std::size_t HeldBytes();
@@ -30,8 +31,12 @@ class BufferPool {
     std::size_t bytes;
     void* buffer;
   };
+  // Removes free_[index], keeping the order of the others.
+  void Remove(std::size_t index);
+
   std::mutex mutex_;
-  std::vector<Entry> free_;  // oldest first
+  std::array<Entry, kMaxHeldBuffers> free_{};  // the first `count_`, oldest first
+  std::size_t count_ = 0;
   std::size_t held_ = 0;
 };
 

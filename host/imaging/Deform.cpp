@@ -173,9 +173,9 @@ HRESULT PictureDeform::Deform(ICIF* picture, int style, int /*option*/, double a
   const cv::Mat target =
       s.stride < 0 ? cv::Mat(height, width, type, upwards.data(), stride)
                    : cv::Mat(height, width, type, s.first, static_cast<std::size_t>(s.stride));
-  const Displacement displacement(style, amount, width, height);
-  const int bands = (height + kBandRows - 1) / kBandRows;
   try {
+    const Displacement displacement(style, amount, width, height);
+    const int bands = (height + kBandRows - 1) / kBandRows;
     cv::parallel_for_(cv::Range(0, bands), [&](const cv::Range& range) {
       std::vector<float> mapX(static_cast<std::size_t>(width) * kBandRows);
       std::vector<float> mapY(mapX.size());
@@ -188,8 +188,8 @@ HRESULT PictureDeform::Deform(ICIF* picture, int style, int /*option*/, double a
         cv::remap(source, rows, mx, my, cv::INTER_LINEAR, cv::BORDER_REPLICATE);
       }
     });
-  } catch (const cv::Exception&) {
-    // The picture may be partly written; restore it.
+  } catch (...) {
+    // OpenCV refused or memory ran out; the picture may be partly written: restore it.
     for (unsigned y = 0; y < s.height; ++y)
       std::memcpy(s.Row(y), original.data() + y * stride, s.RowBytes());
     return E_FAIL;

@@ -172,7 +172,11 @@ HRESULT PointsCollection::RemoveAll() {
 }
 
 HRESULT PointsCollection::Add(double x, double y, double z) {
-  points_.push_back({x, y, z});
+  try {
+    points_.push_back({x, y, z});
+  } catch (...) {
+    return E_FAIL;  // out of memory
+  }
   return S_OK;
 }
 
@@ -197,18 +201,18 @@ HRESULT TransformBestFit::Fit(IPointsCollection* points, IPointsCollection* targ
   int n = 0, m = 0;
   if (Failed(points->GetCount(&n)) || Failed(targets->GetCount(&m)) || n != m || n < 0)
     return E_INVALIDARG;
-  std::vector<Point> p(static_cast<std::size_t>(n)), q(static_cast<std::size_t>(n));
-  for (int i = 0; i < n; ++i) {
-    const auto k = static_cast<std::size_t>(i);
-    if (Failed(points->GetPoint(i, &p[k][0], &p[k][1], nullptr)) ||
-        Failed(targets->GetPoint(i, &q[k][0], &q[k][1], nullptr)))
-      return E_INVALIDARG;
-  }
   Matrix3 fitted;
   try {
+    std::vector<Point> p(static_cast<std::size_t>(n)), q(static_cast<std::size_t>(n));
+    for (int i = 0; i < n; ++i) {
+      const auto k = static_cast<std::size_t>(i);
+      if (Failed(points->GetPoint(i, &p[k][0], &p[k][1], nullptr)) ||
+          Failed(targets->GetPoint(i, &q[k][0], &q[k][1], nullptr)))
+        return E_INVALIDARG;
+    }
     if (!FitProjective(p, q, &fitted)) return E_INVALIDARG;
-  } catch (const cv::Exception&) {
-    return E_FAIL;
+  } catch (...) {
+    return E_FAIL;  // OpenCV refused, or there was no memory for the fit
   }
   matrix_ = fitted;
   return S_OK;

@@ -90,31 +90,35 @@ HRESULT PictureMaths::Clear(ICIF* picture, ICIF* mask, int /*reserved*/) {
   int ox = 0, oy = 0;
   Picture* owner = OwnerOf(picture, &ox, &oy);
   const CoverageTarget coverage = CoverageOf(picture);
-  if (mask == nullptr) {
-    if (owner != nullptr && SameObject(owner->AsICIF(), picture)) {
-      // The whole buffer, stride padding included, in one pass.
-      if (!s.Empty()) std::memset(s.first, 0, static_cast<std::size_t>(s.stride) * s.height);
-      owner->StartCoverage();
+  try {
+    if (mask == nullptr) {
+      if (owner != nullptr && SameObject(owner->AsICIF(), picture)) {
+        // The whole buffer, stride padding included, in one pass, with a new record of drawing.
+        owner->StartCoverage();
+        if (!s.Empty()) std::memset(s.first, 0, static_cast<std::size_t>(s.stride) * s.height);
+        return S_OK;
+      }
+      for (unsigned y = 0; y < s.height; ++y) {
+        std::memset(s.Row(y), 0, s.RowBytes());
+        if (coverage) coverage.Remove(y, 0, static_cast<int>(s.width));
+      }
       return S_OK;
     }
+    MaskRuns runs;
+    if (HRESULT hr = runs.Init(picture, s, mask); Failed(hr)) return hr;
+    const std::size_t pixelBytes = static_cast<std::size_t>(s.Channels());
     for (unsigned y = 0; y < s.height; ++y) {
-      std::memset(s.Row(y), 0, s.RowBytes());
-      if (coverage) coverage.Remove(y, 0, static_cast<int>(s.width));
+      unsigned char* row = s.Row(y);
+      runs.ForEach(y, 0, static_cast<int>(s.width), [&](int b, int e) {
+        std::memset(row + b * pixelBytes, 0, static_cast<std::size_t>(e - b) * pixelBytes);
+        // Runs of not-drawn pixels need no removal from the record they come from.
+        if (coverage && !runs.FromCoverage()) coverage.Remove(y, b, e);
+      });
     }
     return S_OK;
+  } catch (...) {
+    return E_FAIL;  // no memory for the record of drawn pixels
   }
-  MaskRuns runs;
-  if (HRESULT hr = runs.Init(picture, s, mask); Failed(hr)) return hr;
-  const std::size_t pixelBytes = static_cast<std::size_t>(s.Channels());
-  for (unsigned y = 0; y < s.height; ++y) {
-    unsigned char* row = s.Row(y);
-    runs.ForEach(y, 0, static_cast<int>(s.width), [&](int b, int e) {
-      std::memset(row + b * pixelBytes, 0, static_cast<std::size_t>(e - b) * pixelBytes);
-      // Runs of not-drawn pixels need no removal from the record they come from.
-      if (coverage && !runs.FromCoverage()) coverage.Remove(y, b, e);
-    });
-  }
-  return S_OK;
 }
 
 HRESULT PictureMaths::Paste(ICIF* destination, ICIF* source, ICIF* mask, int x, int y) {
@@ -146,34 +150,35 @@ HRESULT PictureMaths::Paste(ICIF* destination, ICIF* source, ICIF* mask, int x, 
     from = moved;
   }
 
-  const CoverageTarget coverage = CoverageOf(destination);
-  const std::size_t fromBytes = static_cast<std::size_t>(from.Channels());
-  const std::size_t toBytes = static_cast<std::size_t>(to.Channels());
-  for (auto row = static_cast<unsigned>(top); row < bottom; ++row) {
-    const unsigned char* in = from.Row(static_cast<unsigned>(row - y));
-    unsigned char* out = to.Row(row);
-    runs.ForEach(row, static_cast<int>(left), static_cast<int>(right), [&](int b, int e) {
-      convert(in + static_cast<std::size_t>(b - x) * fromBytes, out + b * toBytes,
-              static_cast<std::size_t>(e - b));
-      if (coverage && !runs.FromCoverage()) coverage.Add(row, b, e);
-    });
-    // With the record as mask, every gap of [left, right) was filled: the span is now drawn.
-    if (coverage && runs.FromCoverage())
-      coverage.Add(row, static_cast<int>(left), static_cast<int>(right));
+  try {
+    const CoverageTarget coverage = CoverageOf(destination);
+    const std::size_t fromBytes = static_cast<std::size_t>(from.Channels());
+    const std::size_t toBytes = static_cast<std::size_t>(to.Channels());
+    for (auto row = static_cast<unsigned>(top); row < bottom; ++row) {
+      const unsigned char* in = from.Row(static_cast<unsigned>(row - y));
+      unsigned char* out = to.Row(row);
+      runs.ForEach(row, static_cast<int>(left), static_cast<int>(right), [&](int b, int e) {
+        convert(in + static_cast<std::size_t>(b - x) * fromBytes, out + b * toBytes,
+                static_cast<std::size_t>(e - b));
+        if (coverage && !runs.FromCoverage()) coverage.Add(row, b, e);
+      });
+      // With the record as mask, every gap of [left, right) was filled: the span is now drawn.
+      if (coverage && runs.FromCoverage())
+        coverage.Add(row, static_cast<int>(left), static_cast<int>(right));
+    }
+    return S_OK;
+  } catch (...) {
+    return E_FAIL;  // no memory for the record of drawn pixels
   }
-  return S_OK;
 }
 
 HRESULT PictureMaths::Copy(ICIF** out, ICIF* source, int /*reserved1*/, int /*reserved2*/) {
   if (out == nullptr) return E_INVALIDARG;
   *out = nullptr;
-  Picture* copy = Picture::New();
-  if (copy == nullptr) return E_FAIL;
-  if (HRESULT hr = copy->CopyFrom(source, 0); Failed(hr)) {
-    copy->Release();
-    return hr;
-  }
-  *out = copy->AsICIF();
+  ComPtr<Picture> copy = Picture::New();
+  if (!copy) return E_FAIL;
+  if (HRESULT hr = copy->CopyFrom(source, 0); Failed(hr)) return hr;
+  *out = copy.Detach()->AsICIF();
   return S_OK;
 }
 

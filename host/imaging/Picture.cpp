@@ -13,21 +13,15 @@ namespace {
 constexpr std::size_t kMaxPictureBytes = std::size_t{1} << 36;
 }  // namespace
 
-Picture* Picture::New() {
-  return new (std::nothrow) Picture();
+ComPtr<Picture> Picture::New() {
+  return ComPtr<Picture>::Adopt(new (std::nothrow) Picture());
 }
 
-Picture* Picture::NewSized(unsigned width, unsigned height, int bits, int format, HRESULT* hr) {
-  Picture* picture = New();
-  if (picture == nullptr) {
-    *hr = E_FAIL;
-    return nullptr;
-  }
-  *hr = picture->Create(width, height, 1, bits, format);
-  if (Failed(*hr)) {
-    picture->Release();
-    return nullptr;
-  }
+ComPtr<Picture> Picture::NewSized(unsigned width, unsigned height, int bits, int format,
+                                  HRESULT* hr) {
+  ComPtr<Picture> picture = New();
+  *hr = picture ? picture->Create(width, height, 1, bits, format) : E_FAIL;
+  if (Failed(*hr)) picture.Reset();
   return picture;
 }
 
@@ -101,16 +95,15 @@ HRESULT Picture::CopyFrom(ICIF* source, int /*reserved*/) {
   // Copy into a fresh buffer when the source's rows live in ours (itself, or a view of it).
   const bool aliased = Overlaps(from, surface_);
   if (aliased) {
-    Picture* copy = New();
-    if (copy == nullptr) return E_FAIL;
-    HRESULT hr = copy->CopyFrom(source, 0);
+    const ComPtr<Picture> copy = New();
+    if (!copy) return E_FAIL;
+    const HRESULT hr = copy->CopyFrom(source, 0);
     if (Succeeded(hr)) {
       std::swap(surface_, copy->surface_);
       std::swap(bytes_, copy->bytes_);
       std::swap(planes_, copy->planes_);
       coverage_.reset();
     }
-    copy->Release();
     return hr;
   }
   if (HRESULT hr = Allocate(from.width, from.height, from.bits, from.format); Failed(hr)) return hr;
@@ -126,6 +119,7 @@ HRESULT Picture::CopyFrom(ICIF* source, int /*reserved*/) {
 }
 
 void Picture::StartCoverage() {
+  coverage_.reset();  // when the new record cannot be made, there is none rather than a stale one
   coverage_ = std::make_unique<Coverage>(surface_.height);
 }
 
@@ -144,14 +138,10 @@ CoverageTarget CoverageOf(ICIF* picture) {
 bool SameObject(IUnknown* a, IUnknown* b) {
   if (a == nullptr || b == nullptr) return false;
   if (a == b) return true;
-  IUnknown* ua = nullptr;
-  IUnknown* ub = nullptr;
-  a->QueryInterface(kIID_IUnknown, reinterpret_cast<void**>(&ua));
-  b->QueryInterface(kIID_IUnknown, reinterpret_cast<void**>(&ub));
-  const bool same = ua != nullptr && ua == ub;
-  if (ua) ua->Release();
-  if (ub) ub->Release();
-  return same;
+  ComPtr<IUnknown> ua, ub;
+  a->QueryInterface(kIID_IUnknown, ua.PutVoid());
+  b->QueryInterface(kIID_IUnknown, ub.PutVoid());
+  return ua && ua.Get() == ub.Get();
 }
 
 }  // namespace host::imaging

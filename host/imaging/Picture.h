@@ -7,6 +7,7 @@
 #include "host/common/HostObject.h"
 #include "host/imaging/Coverage.h"
 #include "host/imaging/Pixels.h"
+#include "sdk/ComPtr.h"
 
 namespace host::imaging {
 
@@ -17,10 +18,11 @@ class Picture final
  public:
   Picture() = default;
 
-  // A new, empty picture with one reference, or null when out of memory.
-  static Picture* New();
-  // A new picture of that size and depth with one reference; null on failure (code in *hr).
-  static Picture* NewSized(unsigned width, unsigned height, int bits, int format, HRESULT* hr);
+  // A new, empty picture, or empty when out of memory.
+  static ComPtr<Picture> New();
+  // A new picture of that size and depth; empty on failure (code in *hr).
+  static ComPtr<Picture> NewSized(unsigned width, unsigned height, int bits, int format,
+                                  HRESULT* hr);
 
   HRESULT GetSize(unsigned* width, unsigned* height, unsigned* planes) override;
   HRESULT GetFormat(int* bitsPerPixel, int* formatCode, int* formatC) override;
@@ -39,7 +41,7 @@ class Picture final
   // What was drawn since the last Clear; null when not tracked (never cleared, or the pixels
   // were replaced wholesale since: Create, Fill, CopyFrom, Deform, Finish).
   Coverage* coverage() const { return coverage_.get(); }
-  // Starts tracking with nothing drawn (a Clear of the whole picture).
+  // Starts tracking with nothing drawn (a Clear of the whole picture). Throws std::bad_alloc.
   void StartCoverage();
   void DropCoverage() { coverage_.reset(); }
   ICIF* AsICIF() { return static_cast<ICIFImageDIB*>(this); }

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "sdk/ComPtr.h"
+
 namespace host::imaging {
 
 HRESULT ReadSurface(ICIF* picture, Surface* out) {
@@ -117,13 +119,9 @@ RowConverter ConverterFor(int fromBits, int toBits) {
 Picture* OwnerOf(ICIF* picture, int* x, int* y) {
   *x = *y = 0;
   if (picture == nullptr) return nullptr;
-  IImagingPixels* own = nullptr;
-  if (Failed(picture->QueryInterface(IImagingPixels::kIID, reinterpret_cast<void**>(&own))) ||
-      own == nullptr)
-    return nullptr;
-  Picture* owner = own->Owner(x, y);
-  own->Release();
-  return owner;
+  ComPtr<IImagingPixels> own;
+  if (Failed(picture->QueryInterface(IImagingPixels::kIID, own.PutVoid())) || !own) return nullptr;
+  return own->Owner(x, y);
 }
 
 }  // namespace host::imaging

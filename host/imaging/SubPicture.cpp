@@ -11,32 +11,23 @@ namespace {
 bool InChainOf(ICIF* candidate, IImagingPixels* view) {
   // Views form chains through their sources; a cycle would never be released.
   for (int depth = 0; candidate != nullptr && depth < 1 << 16; ++depth) {
-    IImagingPixels* own = nullptr;
-    if (Failed(candidate->QueryInterface(IImagingPixels::kIID, reinterpret_cast<void**>(&own))) ||
-        own == nullptr)
+    ComPtr<IImagingPixels> own;
+    if (Failed(candidate->QueryInterface(IImagingPixels::kIID, own.PutVoid())) || !own)
       return false;
-    own->Release();
-    if (own == view) return true;
+    if (own.Get() == view) return true;
     // Only views of this module can lead further.
-    ICIFSubImage* sub = nullptr;
-    if (Failed(candidate->QueryInterface(ICIFSubImage::kIID, reinterpret_cast<void**>(&sub))) ||
-        sub == nullptr)
-      return false;
-    sub->Release();
-    candidate = static_cast<SubPicture*>(sub)->Source();
+    ComPtr<ICIFSubImage> sub;
+    if (Failed(candidate->QueryInterface(ICIFSubImage::kIID, sub.PutVoid())) || !sub) return false;
+    candidate = static_cast<SubPicture*>(sub.Get())->Source();
   }
   return true;
 }
 
 }  // namespace
 
-SubPicture::~SubPicture() {
-  if (source_) source_->Release();
-}
-
 SubPicture::Rect SubPicture::Current() const {
   unsigned width = 0, height = 0, planes = 0;
-  if (source_ == nullptr || Failed(source_->GetSize(&width, &height, &planes))) return {0, 0, 0, 0};
+  if (!source_ || Failed(source_->GetSize(&width, &height, &planes))) return {0, 0, 0, 0};
   Rect r = rect_;
   r.x = std::min(r.x, width);
   r.y = std::min(r.y, height);
@@ -56,13 +47,13 @@ HRESULT SubPicture::GetSize(unsigned* width, unsigned* height, unsigned* planes)
 }
 
 HRESULT SubPicture::GetFormat(int* bitsPerPixel, int* formatCode, int* formatC) {
-  if (source_ == nullptr) return E_FAIL;
+  if (!source_) return E_FAIL;
   return source_->GetFormat(bitsPerPixel, formatCode, formatC);
 }
 
 HRESULT SubPicture::GetPlaneLines(unsigned plane, int* planeInfo, unsigned char** first,
                                   int* stride) {
-  if (source_ == nullptr) return E_FAIL;
+  if (!source_) return E_FAIL;
   int bits = 0, format = 0, formatC = 0, sourceInfo = 0, sourceStride = 0;
   unsigned char* sourceFirst = nullptr;
   if (HRESULT hr = source_->GetFormat(&bits, &format, &formatC); Failed(hr)) return hr;
@@ -97,9 +88,7 @@ HRESULT SubPicture::Create(ICIF* source, int x, int y, int width, int height, in
   Rect r{};
   clip(x, width, sourceWidth, &r.x, &r.width);
   clip(y, height, sourceHeight, &r.y, &r.height);
-  source->AddRef();
-  if (source_) source_->Release();
-  source_ = source;
+  source_ = ComPtr<ICIF>::Share(source);
   rect_ = r;
   return S_OK;
 }
@@ -107,7 +96,7 @@ HRESULT SubPicture::Create(ICIF* source, int x, int y, int width, int height, in
 Picture* SubPicture::Owner(int* x, int* y) {
   *x = *y = 0;
   int sx = 0, sy = 0;
-  Picture* owner = OwnerOf(source_, &sx, &sy);
+  Picture* owner = OwnerOf(source_.Get(), &sx, &sy);
   if (owner == nullptr) return nullptr;
   const Rect r = Current();
   *x = sx + static_cast<int>(r.x);

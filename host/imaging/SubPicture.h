@@ -3,6 +3,7 @@
 
 #include "host/common/HostObject.h"
 #include "host/imaging/Pixels.h"
+#include "sdk/ComPtr.h"
 
 namespace host::imaging {
 
@@ -20,16 +21,15 @@ class SubPicture final : public HostObject<SubPicture, ICIFSubImage, IImagingPix
                  int reserved2) override;
   Picture* Owner(int* x, int* y) override;
 
-  ICIF* Source() const { return source_; }
+  ICIF* Source() const { return source_.Get(); }
 
  private:
-  ~SubPicture() override;
   struct Rect {
     unsigned x, y, width, height;
   };
   Rect Current() const;
 
-  ICIF* source_ = nullptr;
+  ComPtr<ICIF> source_;
   Rect rect_{0, 0, 0, 0};
 };
 

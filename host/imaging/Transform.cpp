@@ -57,9 +57,9 @@ HRESULT ResizeSurface(const Surface& from, const Surface& to) {
   PoolBuffer keep;
   Surface upright;
   if (!Upright(from, &keep, &upright)) return E_FAIL;
-  cv::Mat source = MatOf(upright);
-  cv::Mat target = MatOf(to);
   try {
+    cv::Mat source = MatOf(upright);
+    cv::Mat target = MatOf(to);
     const bool shrinkX = to.width < from.width, shrinkY = to.height < from.height;
     const bool growX = to.width > from.width, growY = to.height > from.height;
     if (!growX && !growY) {
@@ -81,8 +81,8 @@ HRESULT ResizeSurface(const Surface& from, const Surface& to) {
     }
     // The result must have been written in place, never into memory OpenCV allocated.
     if (target.data != to.first) return E_FAIL;
-  } catch (const cv::Exception&) {
-    return E_FAIL;
+  } catch (...) {
+    return E_FAIL;  // OpenCV refused, or there was no memory for its work
   }
   return S_OK;
 }
@@ -96,14 +96,11 @@ HRESULT PictureTransform::Resize(ICIF* source, ICIF** out, unsigned width, unsig
   Surface from;
   if (HRESULT hr = ReadSurface(source, &from); Failed(hr)) return hr;
   HRESULT hr = S_OK;
-  Picture* result = Picture::NewSized(width, height, from.bits, from.format, &hr);
-  if (result == nullptr) return hr;
+  ComPtr<Picture> result = Picture::NewSized(width, height, from.bits, from.format, &hr);
+  if (!result) return hr;
   hr = ResizeSurface(from, result->surface());
-  if (Failed(hr)) {
-    result->Release();
-    return hr;
-  }
-  *out = result->AsICIF();
+  if (Failed(hr)) return hr;
+  *out = result.Detach()->AsICIF();
   return S_OK;
 }
 
@@ -215,72 +212,72 @@ HRESULT PictureTransform::Warp(ITransform* transform, ICIF* source, ICIF* destin
   if (from.Empty() || to.Empty()) return S_OK;
   if (from.width > kMaxRemapSide || from.height > kMaxRemapSide) return E_INVALIDARG;
 
-  // Source to destination: the transform, then the scale, then the offset.
-  const Matrix3 forward = Multiply(Matrix3{sx, 0, ox, 0, sy, oy, 0, 0, 1}, m);
-  Matrix3 g;
-  if (!Invert(forward, &g)) return S_OK;  // collapsed: nothing to draw
-
-  // The drawn runs of every destination row, and their bounding box.
-  const RowCoverage rows(g, from.width, from.height, static_cast<int>(to.width));
-  std::vector<std::array<int, 4>> runs(to.height);
-  std::vector<int> counts(to.height);
-  int left = INT_MAX, right = INT_MIN, top = INT_MAX, bottom = INT_MIN;
-  for (unsigned v = 0; v < to.height; ++v) {
-    int r[2][2];
-    const int n = rows.Runs(static_cast<int>(v), r);
-    counts[v] = n;
-    for (int i = 0; i < n; ++i) {
-      runs[v][2 * i] = r[i][0];
-      runs[v][2 * i + 1] = r[i][1];
-      left = std::min(left, r[i][0]);
-      right = std::max(right, r[i][1]);
-      top = std::min(top, static_cast<int>(v));
-      bottom = static_cast<int>(v) + 1;
-    }
-  }
-  if (left >= right) return S_OK;
-  const int boxWidth = right - left, boxHeight = bottom - top;
-  if (static_cast<unsigned>(boxWidth) > kMaxRemapSide ||
-      static_cast<unsigned>(boxHeight) > kMaxRemapSide)
-    return E_INVALIDARG;
-
-  // Resample the box in the source's depth, then copy the runs (converting if needed).
-  PoolBuffer keep;
-  Surface upright;
-  if (!Upright(from, &keep, &upright)) return E_FAIL;
-  const int channels = from.Channels();
-  const std::size_t boxStride = Picture::StrideFor(static_cast<std::size_t>(boxWidth) * channels);
-  PoolBuffer boxBuffer(boxStride * static_cast<std::size_t>(boxHeight));
-  if (!boxBuffer) return E_FAIL;
-  cv::Mat box(boxHeight, boxWidth, CV_8UC(channels), boxBuffer.data(), boxStride);
-  // Box pixel (i, j) -> destination centre (left + i + 0.5, top + j + 0.5) -> g -> source pixel
-  // index (x - 0.5, y - 0.5).
-  const Matrix3 toIndex =
-      Multiply(Matrix3{1, 0, -0.5, 0, 1, -0.5, 0, 0, 1},
-               Multiply(g, Matrix3{1, 0, left + 0.5, 0, 1, top + 0.5, 0, 0, 1}));
   try {
+    // Source to destination: the transform, then the scale, then the offset.
+    const Matrix3 forward = Multiply(Matrix3{sx, 0, ox, 0, sy, oy, 0, 0, 1}, m);
+    Matrix3 g;
+    if (!Invert(forward, &g)) return S_OK;  // collapsed: nothing to draw
+
+    // The drawn runs of every destination row, and their bounding box.
+    const RowCoverage rows(g, from.width, from.height, static_cast<int>(to.width));
+    std::vector<std::array<int, 4>> runs(to.height);
+    std::vector<int> counts(to.height);
+    int left = INT_MAX, right = INT_MIN, top = INT_MAX, bottom = INT_MIN;
+    for (unsigned v = 0; v < to.height; ++v) {
+      int r[2][2];
+      const int n = rows.Runs(static_cast<int>(v), r);
+      counts[v] = n;
+      for (int i = 0; i < n; ++i) {
+        runs[v][2 * i] = r[i][0];
+        runs[v][2 * i + 1] = r[i][1];
+        left = std::min(left, r[i][0]);
+        right = std::max(right, r[i][1]);
+        top = std::min(top, static_cast<int>(v));
+        bottom = static_cast<int>(v) + 1;
+      }
+    }
+    if (left >= right) return S_OK;
+    const int boxWidth = right - left, boxHeight = bottom - top;
+    if (static_cast<unsigned>(boxWidth) > kMaxRemapSide ||
+        static_cast<unsigned>(boxHeight) > kMaxRemapSide)
+      return E_INVALIDARG;
+
+    // Resample the box in the source's depth, then copy the runs (converting if needed).
+    PoolBuffer keep;
+    Surface upright;
+    if (!Upright(from, &keep, &upright)) return E_FAIL;
+    const int channels = from.Channels();
+    const std::size_t boxStride = Picture::StrideFor(static_cast<std::size_t>(boxWidth) * channels);
+    PoolBuffer boxBuffer(boxStride * static_cast<std::size_t>(boxHeight));
+    if (!boxBuffer) return E_FAIL;
+    cv::Mat box(boxHeight, boxWidth, CV_8UC(channels), boxBuffer.data(), boxStride);
+    // Box pixel (i, j) -> destination centre (left + i + 0.5, top + j + 0.5) -> g -> source pixel
+    // index (x - 0.5, y - 0.5).
+    const Matrix3 toIndex =
+        Multiply(Matrix3{1, 0, -0.5, 0, 1, -0.5, 0, 0, 1},
+                 Multiply(g, Matrix3{1, 0, left + 0.5, 0, 1, top + 0.5, 0, 0, 1}));
     cv::warpPerspective(MatOf(upright), box,
                         cv::Mat(3, 3, CV_64F, const_cast<double*>(toIndex.data())), box.size(),
                         cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, cv::BORDER_REPLICATE);
     if (box.data != boxBuffer.data()) return E_FAIL;
-  } catch (const cv::Exception&) {
-    return E_FAIL;
-  }
-  const RowConverter convert = ConverterFor(from.bits, to.bits);
-  const CoverageTarget coverage = CoverageOf(destination);
-  const std::size_t toBytes = static_cast<std::size_t>(to.Channels());
-  for (int v = top; v < bottom; ++v) {
-    const unsigned char* in = box.ptr<unsigned char>(v - top);
-    unsigned char* out = to.Row(static_cast<unsigned>(v));
-    for (int i = 0; i < counts[static_cast<std::size_t>(v)]; ++i) {
-      const int b = runs[static_cast<std::size_t>(v)][2 * i];
-      const int e = runs[static_cast<std::size_t>(v)][2 * i + 1];
-      convert(in + static_cast<std::size_t>(b - left) * channels, out + b * toBytes,
-              static_cast<std::size_t>(e - b));
-      if (coverage) coverage.Add(static_cast<unsigned>(v), b, e);
+    const RowConverter convert = ConverterFor(from.bits, to.bits);
+    const CoverageTarget coverage = CoverageOf(destination);
+    const std::size_t toBytes = static_cast<std::size_t>(to.Channels());
+    for (int v = top; v < bottom; ++v) {
+      const unsigned char* in = box.ptr<unsigned char>(v - top);
+      unsigned char* out = to.Row(static_cast<unsigned>(v));
+      for (int i = 0; i < counts[static_cast<std::size_t>(v)]; ++i) {
+        const int b = runs[static_cast<std::size_t>(v)][2 * i];
+        const int e = runs[static_cast<std::size_t>(v)][2 * i + 1];
+        convert(in + static_cast<std::size_t>(b - left) * channels, out + b * toBytes,
+                static_cast<std::size_t>(e - b));
+        if (coverage) coverage.Add(static_cast<unsigned>(v), b, e);
+      }
     }
+    return S_OK;
+  } catch (...) {
+    return E_FAIL;  // OpenCV refused, or there was no memory for the runs or the record
   }
-  return S_OK;
 }
 
 HRESULT PictureTransform::Finish(ICIF* picture) {

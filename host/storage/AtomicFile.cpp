@@ -59,6 +59,8 @@ HRESULT WriteFileAtomically(const std::string& path, std::string_view bytes) {
   static std::atomic<unsigned> serial{0};
   const std::string temporary = path + ".tmp-" + std::to_string(getpid()) + "-" +
                                 std::to_string(serial.fetch_add(1, std::memory_order_relaxed));
+  // Made first: once the file is replaced nothing may fail (or throw) any more.
+  const std::string folderPath = FolderOf(path);
   Descriptor file(open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
   if (file.Get() < 0) return E_FAIL;
   bool ok = WriteAll(file.Get(), bytes) && fsync(file.Get()) == 0;
@@ -69,7 +71,7 @@ HRESULT WriteFileAtomically(const std::string& path, std::string_view bytes) {
     return E_FAIL;
   }
   // Make the rename itself durable; a failure here leaves a complete file either way.
-  Descriptor folder(open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  Descriptor folder(open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.Get() >= 0) fsync(folder.Get());
   return S_OK;
 }

@@ -2,9 +2,7 @@
 
 #include <array>
 #include <atomic>
-#include <new>
 
-#include "host/core/GlobalComponentCollection.h"
 #include "host/storage/FolderStream.h"
 #include "host/storage/PropertyPage.h"
 #include "host/storage/Registry.h"
@@ -32,9 +30,18 @@ std::span<const HostComponent> Components() {
 }
 
 IComponentCollection* ComponentCollection() {
-  if (IComponentCollection* collection = gCollection.load(std::memory_order_acquire))
-    return collection;
-  return core::GlobalComponentCollection::Instance();
+  return gCollection.load(std::memory_order_acquire);
+}
+
+ComPtr<IString> NewString(std::wstring_view text) {
+  ComPtr<IString> string;
+  IComponentCollection* collection = ComponentCollection();
+  if (collection == nullptr ||
+      Failed(collection->CreateByName(RefLiteral(L"CreatableString"), &IString::kIID,
+                                      string.PutVoid())) ||
+      !string || Failed(string->SetText(static_cast<int>(text.size()), text.data())))
+    return {};
+  return string;
 }
 
 void SetComponentCollection(IComponentCollection* collection) {

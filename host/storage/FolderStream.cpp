@@ -2,22 +2,13 @@
 
 #include <cstring>
 
-#include "host/core/CreatableString.h"
 #include "host/core/Text.h"
-#include "host/storage/AtomicFile.h"
 #include "host/storage/Components.h"
+#include "host/storage/StreamFile.h"
 #include "sdk/ComPtr.h"
 #include "sdk/Transitions.h"
 
 namespace host::storage {
-
-namespace {
-
-bool ValidView(tagREFString text) {
-  return text.length >= 0 && (text.length == 0 || text.text != nullptr);
-}
-
-}  // namespace
 
 ComPtr<IDataStream> FolderStream::StreamOn(std::shared_ptr<FolderNode> node) {
   return ComPtr<IDataStream>::Adopt(new FolderStream(std::move(node)));
@@ -32,24 +23,31 @@ HRESULT FolderStream::HandOut(std::shared_ptr<FolderNode> node, IFolderStream** 
 }
 
 HRESULT FolderStream::Open(tagREFString path, int /*mode*/) {
-  if (!ValidView(path) || path.length == 0) return E_INVALIDARG;
+  std::string bytes;
+  if (HRESULT hr = ReadStreamFile(path, &bytes); Failed(hr)) return hr;
   try {
-    std::string bytes;
-    const HRESULT read = ReadWholeFile(Utf8FromWide(ViewOf(path)), &bytes);
-    if (Failed(read)) return read;
     return DecodeFolder(bytes, node_.get());
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
 }
 
 HRESULT FolderStream::Commit(tagREFString path) {
-  if (!ValidView(path) || path.length == 0) return E_INVALIDARG;
+  return WriteStreamFile(path, [this] { return EncodeFolder(*node_); });
+}
+
+template <class Fill>
+HRESULT FolderStream::PutValue(tagREFString name, FolderValue::Type type, Fill&& fill) {
   try {
-    return WriteFileAtomically(Utf8FromWide(ViewOf(path)), EncodeFolder(*node_));
-  } catch (const std::exception&) {
+    FolderValue item;
+    item.name = ViewOf(name);
+    item.type = type;
+    if (HRESULT hr = fill(item); Failed(hr)) return hr;
+    node_->PutValue(std::move(item));
+  } catch (...) {
     return E_FAIL;
   }
+  return S_OK;
 }
 
 HRESULT FolderStream::GetFolderCount(int* count) {
@@ -77,7 +75,7 @@ HRESULT FolderStream::OpenFolder(IVariant* which, IFolderStream** folder) {
       return E_INVALIDARG;
     if (position < 0 || static_cast<std::size_t>(position) >= node_->folders.size()) return E_FAIL;
     return HandOut(node_->folders[static_cast<std::size_t>(position)], folder);
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
 }
@@ -99,23 +97,17 @@ HRESULT FolderStream::CreateFolder(tagREFString name, IFolderStream** folder) {
     child->name = wanted;
     node_->folders.push_back(child);
     return HandOut(std::move(child), folder);
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
 }
 
 HRESULT FolderStream::WriteString(tagREFString name, IString* value) {
   if (!ValidView(name) || value == nullptr) return E_INVALIDARG;
-  try {
-    FolderValue item;
-    item.name = ViewOf(name);
-    item.type = FolderValue::kString;
+  return PutValue(name, FolderValue::kString, [value](FolderValue& item) {
     item.text = TextOf(value);
-    node_->PutValue(std::move(item));
-  } catch (const std::exception&) {
-    return E_FAIL;
-  }
-  return S_OK;
+    return S_OK;
+  });
 }
 
 HRESULT FolderStream::ReadString(tagREFString name, IString** value) {
@@ -124,32 +116,26 @@ HRESULT FolderStream::ReadString(tagREFString name, IString** value) {
   if (!ValidView(name)) return E_INVALIDARG;
   const FolderValue* item = node_->FindValue(ViewOf(name));
   if (item == nullptr || item->type != FolderValue::kString) return E_FAIL;
-  *value = core::CreatableString::Make(item->text);
+  *value = NewString(item->text).Detach();
   return *value != nullptr ? S_OK : E_FAIL;
 }
 
 HRESULT FolderStream::WriteObject(tagREFString name, IUnknown* value) {
   if (!ValidView(name) || value == nullptr) return E_INVALIDARG;
-  try {
-    ComPtr<IObjectInfo> info;
-    if (Failed(value->QueryInterface(IObjectInfo::kIID, info.PutVoid())) || !info)
-      return E_INVALIDARG;
-    tagREFString component{0, nullptr};
-    if (Failed(info->GetName(0, &component)) || ViewOf(component).empty()) return E_INVALIDARG;
-    FolderValue item;
-    item.name = ViewOf(name);
-    item.type = FolderValue::kObject;
+  ComPtr<IObjectInfo> info;
+  if (Failed(value->QueryInterface(IObjectInfo::kIID, info.PutVoid())) || !info)
+    return E_INVALIDARG;
+  tagREFString component{0, nullptr};
+  if (Failed(info->GetName(0, &component)) || ViewOf(component).empty()) return E_INVALIDARG;
+  return PutValue(name, FolderValue::kObject, [&](FolderValue& item) {
     item.text = ViewOf(component);
     item.data = std::make_shared<FolderNode>();
     ComPtr<IDataPersist> persist;
     if (Succeeded(value->QueryInterface(IDataPersist::kIID, persist.PutVoid())) && persist) {
       if (Failed(persist->Save(StreamOn(item.data).Get(), 0))) return E_FAIL;
     }
-    node_->PutValue(std::move(item));
-  } catch (const std::exception&) {
-    return E_FAIL;
-  }
-  return S_OK;
+    return S_OK;
+  });
 }
 
 HRESULT FolderStream::ReadObject(tagREFString name, IUnknown** value) {
@@ -163,8 +149,7 @@ HRESULT FolderStream::ReadObject(tagREFString name, IUnknown** value) {
     if (collection == nullptr) return E_FAIL;
     ComPtr<IUnknown> object;
     const HRESULT made =
-        collection->CreateByName({static_cast<std::int32_t>(item->text.size()), item->text.data()},
-                                 &kIID_IUnknown, object.PutVoid());
+        collection->CreateByName(RefView(item->text), &kIID_IUnknown, object.PutVoid());
     if (Failed(made) || !object) return E_FAIL;
     ComPtr<IDataPersist> persist;
     if (Succeeded(object->QueryInterface(IDataPersist::kIID, persist.PutVoid())) && persist) {
@@ -172,7 +157,7 @@ HRESULT FolderStream::ReadObject(tagREFString name, IUnknown** value) {
       if (Failed(persist->Load(StreamOn(std::move(data)).Get(), 0))) return E_FAIL;
     }
     *value = object.Detach();
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;
@@ -180,22 +165,16 @@ HRESULT FolderStream::ReadObject(tagREFString name, IUnknown** value) {
 
 HRESULT FolderStream::GetName(IString** name) {
   if (name == nullptr) return E_INVALIDARG;
-  *name = core::CreatableString::Make(node_->name);
+  *name = NewString(node_->name).Detach();
   return *name != nullptr ? S_OK : E_FAIL;
 }
 
 HRESULT FolderStream::WriteBinary(tagREFString name, const void* data, int size, int /*reserved*/) {
   if (!ValidView(name) || size < 0 || (size > 0 && data == nullptr)) return E_INVALIDARG;
-  try {
-    FolderValue item;
-    item.name = ViewOf(name);
-    item.type = FolderValue::kBinary;
+  return PutValue(name, FolderValue::kBinary, [data, size](FolderValue& item) {
     item.bytes.assign(static_cast<const char*>(data), static_cast<std::size_t>(size));
-    node_->PutValue(std::move(item));
-  } catch (const std::exception&) {
-    return E_FAIL;
-  }
-  return S_OK;
+    return S_OK;
+  });
 }
 
 HRESULT FolderStream::ReadBinary(tagREFString name, void* data, int size, int /*reserved*/) {

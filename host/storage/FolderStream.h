@@ -50,6 +50,10 @@ class FolderStream final : public HostObject<FolderStream, IDataStream, IFolderS
   // A new view of `node` as a data stream (throws when out of memory).
   static ComPtr<IDataStream> StreamOn(std::shared_ptr<FolderNode> node);
   static HRESULT HandOut(std::shared_ptr<FolderNode> node, IFolderStream** folder);
+  // Sets this folder's value `name` to a new value of `type` that fill(item) completes; nothing
+  // changes when fill fails (its code) or memory runs out (E_FAIL).
+  template <class Fill>
+  HRESULT PutValue(tagREFString name, FolderValue::Type type, Fill&& fill);
 
   std::shared_ptr<FolderNode> node_;
 };

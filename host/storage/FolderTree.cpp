@@ -1,7 +1,5 @@
 #include "host/storage/FolderTree.h"
 
-#include <cstring>
-
 #include "host/core/Text.h"
 
 namespace host::storage {
@@ -154,7 +152,7 @@ HRESULT DecodeFolder(std::string_view bytes, FolderNode* root) {
   Reader in(bytes);
   std::string_view magic;
   std::uint32_t version = 0;
-  if (!in.Bytes(sizeof kMagic, &magic) || std::memcmp(magic.data(), kMagic, sizeof kMagic) != 0 ||
+  if (!in.Bytes(sizeof kMagic, &magic) || magic != std::string_view(kMagic, sizeof kMagic) ||
       !in.U32(&version) || version != kVersion)
     return E_INVALIDARG;
   FolderNode parsed;

@@ -4,7 +4,6 @@
 #define HOST_EXPORT extern "C" __attribute__((visibility("default")))
 
 HOST_EXPORT HRESULT CreateFunction(tagREFString name, ComponentFactory* out) {
-  if (out == nullptr) return E_INVALIDARG;
   return host::FindComponentFactory(host::storage::Components(), name, out);
 }
 

@@ -1,18 +1,10 @@
 #include "host/storage/Registry.h"
 
-#include "host/core/CreatableString.h"
 #include "host/core/Text.h"
+#include "host/storage/Components.h"
 #include "sdk/ComPtr.h"
 
 namespace host::storage {
-
-namespace {
-
-bool ValidView(tagREFString text) {
-  return text.length >= 0 && (text.length == 0 || text.text);
-}
-
-}  // namespace
 
 HRESULT Registry::GetValue(tagREFString section, tagREFString key, IString** value) {
   if (value == nullptr) return E_INVALIDARG;
@@ -22,8 +14,8 @@ HRESULT Registry::GetValue(tagREFString section, tagREFString key, IString** val
     std::wstring text;
     const HRESULT hr = store_->Get(ViewOf(section), ViewOf(key), &text);
     if (Failed(hr)) return hr;
-    *value = core::CreatableString::Make(text);
-  } catch (const std::exception&) {
+    *value = NewString(text).Detach();
+  } catch (...) {
     return E_FAIL;
   }
   return *value != nullptr ? S_OK : E_FAIL;
@@ -35,7 +27,7 @@ HRESULT Registry::SetValue(tagREFString section, tagREFString key, IString* valu
     if (value == nullptr) return store_->Set(ViewOf(section), ViewOf(key), nullptr);
     const std::wstring text(TextOf(value));
     return store_->Set(ViewOf(section), ViewOf(key), &text);
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
 }
@@ -44,7 +36,7 @@ HRESULT Registry::GetKeyCount(tagREFString section, int* count) {
   if (count == nullptr || !ValidView(section)) return E_INVALIDARG;
   try {
     return store_->KeyCount(ViewOf(section), count);
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
 }
@@ -58,15 +50,11 @@ HRESULT Registry::GetKey(tagREFString section, int index, IString** key, IString
     const HRESULT hr = store_->Key(ViewOf(section), index, &keyText, &valueText);
     if (Failed(hr)) return hr;
     ComPtr<IString> keyString, valueString;
-    if (key != nullptr &&
-        !(keyString = ComPtr<IString>::Adopt(core::CreatableString::Make(keyText))))
-      return E_FAIL;
-    if (value != nullptr &&
-        !(valueString = ComPtr<IString>::Adopt(core::CreatableString::Make(valueText))))
-      return E_FAIL;
+    if (key != nullptr && !(keyString = NewString(keyText))) return E_FAIL;
+    if (value != nullptr && !(valueString = NewString(valueText))) return E_FAIL;
     if (key != nullptr) *key = keyString.Detach();
     if (value != nullptr) *value = valueString.Detach();
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;

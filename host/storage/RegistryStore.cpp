@@ -2,7 +2,7 @@
 
 #include <cwctype>
 
-#include "host/core/ModuleFolder.h"
+#include "host/common/ModuleFolder.h"
 #include "host/core/Text.h"
 #include "host/storage/AtomicFile.h"
 
@@ -10,7 +10,7 @@ namespace host::storage {
 
 namespace {
 
-bool SameName(std::wstring_view a, std::wstring_view b) {
+bool SameNameIgnoringCase(std::wstring_view a, std::wstring_view b) {
   if (a.size() != b.size()) return false;
   for (std::size_t i = 0; i < a.size(); ++i)
     if (std::towlower(static_cast<wint_t>(a[i])) != std::towlower(static_cast<wint_t>(b[i])))
@@ -53,28 +53,22 @@ RegistryStore& RegistryStore::Default() {
 
 void RegistryStore::Load() {
   if (loaded_) return;
-  loaded_ = true;
-  sections_.assign(1, Section{});
+  // Read into a list of its own: when memory runs out half way, nothing is kept as if read.
+  std::vector<Section> sections(1);
   std::string bytes;
-  if (Failed(ReadWholeFile(path_, &bytes, 1u << 24))) return;  // no file yet: empty
-  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.erase(0, 3);
-  const std::wstring text = WideFromUtf8(bytes);
-  std::wstring_view rest = text;
-  while (!rest.empty()) {
-    const std::size_t end = rest.find(L'\n');
-    std::wstring_view raw = rest.substr(0, end);
-    rest = end == std::wstring_view::npos ? std::wstring_view() : rest.substr(end + 1);
-    if (!raw.empty() && raw.back() == L'\r') raw.remove_suffix(1);
+  // A missing or unreadable file leaves the bytes empty: an empty registry.
+  ReadWholeFile(path_, &bytes, 1u << 24);
+  ForEachLine(TextFileContent(bytes), [&sections](std::wstring_view raw) {
     const std::wstring_view line = Trim(raw);
     if (line.size() >= 2 && line.front() == L'[' && line.back() == L']') {
-      sections_.push_back(Section{std::wstring(Trim(line.substr(1, line.size() - 2))), {}});
-      continue;
+      sections.push_back(Section{std::wstring(Trim(line.substr(1, line.size() - 2))), {}});
+      return;
     }
     Line entry;
     entry.raw = raw;
     const std::size_t equals = line.find(L'=');
     const bool comment = line.empty() || line.front() == L';' || line.front() == L'#';
-    if (!comment && equals != std::wstring_view::npos && sections_.size() > 1) {
+    if (!comment && equals != std::wstring_view::npos && sections.size() > 1) {
       std::wstring_view value = Trim(line.substr(equals + 1));
       if (value.size() >= 2 && value.front() == L'"' && value.back() == L'"')
         value = value.substr(1, value.size() - 2);
@@ -82,8 +76,10 @@ void RegistryStore::Load() {
       entry.key = Trim(line.substr(0, equals));
       entry.value = value;
     }
-    sections_.back().lines.push_back(std::move(entry));
-  }
+    sections.back().lines.push_back(std::move(entry));
+  });
+  sections_.swap(sections);
+  loaded_ = true;
 }
 
 std::string RegistryStore::Serialize() const {
@@ -97,7 +93,7 @@ std::string RegistryStore::Serialize() const {
 
 RegistryStore::Section* RegistryStore::FindSection(std::wstring_view name) {
   for (std::size_t s = 1; s < sections_.size(); ++s)
-    if (SameName(sections_[s].name, name)) return &sections_[s];
+    if (SameNameIgnoringCase(sections_[s].name, name)) return &sections_[s];
   return nullptr;
 }
 
@@ -117,13 +113,13 @@ HRESULT RegistryStore::Get(std::wstring_view section, std::wstring_view key, std
   Load();
   if (const Section* found = FindSection(section)) {
     for (const Line& line : found->lines) {
-      if (line.isKey && SameName(line.key, key)) {
+      if (line.isKey && SameNameIgnoringCase(line.key, key)) {
         *value = line.value;
         return S_OK;
       }
     }
   }
-  if (SameName(section, L"Workspace") && SameName(key, L"InstallPath")) {
+  if (SameNameIgnoringCase(section, L"Workspace") && SameNameIgnoringCase(key, L"InstallPath")) {
     *value = DefaultInstallPath();
     return S_OK;
   }
@@ -136,49 +132,53 @@ HRESULT RegistryStore::Set(std::wstring_view section, std::wstring_view key,
   if (value != nullptr && HasLineBreak(*value)) return E_INVALIDARG;
   std::lock_guard lock(mutex_);
   Load();
-  const std::vector<Section> before = sections_;
-  Section* target = FindSection(section);
-  if (target == nullptr) {
-    if (value == nullptr) return S_OK;  // nothing to remove
-    sections_.push_back(Section{std::wstring(section), {}});
-    target = &sections_.back();
-  }
-  auto& lines = target->lines;
-  std::size_t found = lines.size();
-  for (std::size_t i = 0; i < lines.size(); ++i) {
-    if (lines[i].isKey && SameName(lines[i].key, key)) {
-      found = i;
-      break;
+  // Changed in place and put back as it was unless the file is written.
+  std::vector<Section> before = sections_;
+  try {
+    Section* target = FindSection(section);
+    if (target == nullptr) {
+      if (value == nullptr) return S_OK;  // nothing to remove
+      sections_.push_back(Section{std::wstring(section), {}});
+      target = &sections_.back();
     }
-  }
-  if (value == nullptr) {
-    if (found == lines.size()) return S_OK;
-    lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(found));
-  } else if (found != lines.size()) {
-    lines[found].value = *value;
-    lines[found].raw = KeyLine(lines[found].key, *value);
-  } else {
-    // After the section's last key, so trailing comments and blank lines stay at its end.
-    std::size_t at = 0;
-    bool anyKey = false;
+    auto& lines = target->lines;
+    std::size_t found = lines.size();
     for (std::size_t i = 0; i < lines.size(); ++i) {
-      if (lines[i].isKey) {
-        at = i + 1;
-        anyKey = true;
+      if (lines[i].isKey && SameNameIgnoringCase(lines[i].key, key)) {
+        found = i;
+        break;
       }
     }
-    if (!anyKey) {
-      at = lines.size();
-      while (at > 0 && Trim(lines[at - 1].raw).empty()) --at;
+    if (value == nullptr) {
+      if (found == lines.size()) return S_OK;
+      lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(found));
+    } else if (found != lines.size()) {
+      lines[found].value = *value;
+      lines[found].raw = KeyLine(lines[found].key, *value);
+    } else {
+      // After the section's last key, so trailing comments and blank lines stay at its end.
+      std::size_t at = 0;
+      bool anyKey = false;
+      for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (lines[i].isKey) {
+          at = i + 1;
+          anyKey = true;
+        }
+      }
+      if (!anyKey) {
+        at = lines.size();
+        while (at > 0 && Trim(lines[at - 1].raw).empty()) --at;
+      }
+      lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(at),
+                   Line{KeyLine(key, *value), true, std::wstring(key), *value});
     }
-    lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(at),
-                 Line{KeyLine(key, *value), true, std::wstring(key), *value});
+    if (Succeeded(WriteFileAtomically(path_, Serialize()))) return S_OK;
+  } catch (...) {
+    sections_.swap(before);
+    throw;
   }
-  if (Failed(WriteFileAtomically(path_, Serialize()))) {
-    sections_ = before;
-    return E_FAIL;
-  }
-  return S_OK;
+  sections_.swap(before);
+  return E_FAIL;
 }
 
 HRESULT RegistryStore::KeyCount(std::wstring_view section, int* count) {

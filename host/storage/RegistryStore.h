@@ -38,6 +38,7 @@ class RegistryStore {
   HRESULT Get(std::wstring_view section, std::wstring_view key, std::wstring* value);
   // Sets a key, or removes it when `value` is null; then writes the file. E_INVALIDARG for a
   // name or value the file cannot hold; E_FAIL (and no change) when the file cannot be written.
+  // Every operation may throw std::bad_alloc, and then changes nothing.
   HRESULT Set(std::wstring_view section, std::wstring_view key, const std::wstring* value);
   // The keys set in a section, in file order (0 for a missing section).
   HRESULT KeyCount(std::wstring_view section, int* count);

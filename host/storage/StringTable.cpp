@@ -1,7 +1,7 @@
 #include "host/storage/StringTable.h"
 
-#include "host/core/CreatableString.h"
 #include "host/core/Text.h"
+#include "host/storage/Components.h"
 
 namespace host::storage {
 
@@ -11,7 +11,7 @@ HRESULT StringTable::Open(IString* tableName) {
     std::shared_ptr<const TextTable> table = TextTable::Load(TextOf(tableName));
     if (!table) return E_FAIL;
     table_ = std::move(table);
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;
@@ -23,7 +23,7 @@ HRESULT StringTable::Find(IString* key, int* index) {
   if (!table_) return E_FAIL;
   try {
     *index = table_->Find(TextOf(key));
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return *index >= 0 ? S_OK : E_FAIL;
@@ -33,7 +33,7 @@ HRESULT StringTable::GetText(int index, IString** text) {
   if (text == nullptr) return E_INVALIDARG;
   *text = nullptr;
   if (!table_ || index < 0 || index >= table_->Count()) return E_INVALIDARG;
-  *text = core::CreatableString::Make(table_->Text(index));
+  *text = NewString(table_->Text(index)).Detach();
   return *text != nullptr ? S_OK : E_FAIL;
 }
 

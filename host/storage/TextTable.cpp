@@ -3,7 +3,7 @@
 #include <map>
 #include <mutex>
 
-#include "host/core/ModuleFolder.h"
+#include "host/common/ModuleFolder.h"
 #include "host/core/Text.h"
 #include "host/storage/AtomicFile.h"
 
@@ -30,33 +30,18 @@ std::wstring Unescape(std::wstring_view text) {
 
 }  // namespace
 
-bool PlainFileName(std::wstring_view name) {
-  if (name.empty() || name.size() > 200 || name.front() == L'.') return false;
-  for (wchar_t c : name) {
-    const bool ok = (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') ||
-                    (c >= L'0' && c <= L'9') || c == L'_' || c == L'-' || c == L'.';
-    if (!ok) return false;
-  }
-  return true;
-}
-
 std::shared_ptr<const TextTable> TextTable::Parse(std::string_view bytes) {
-  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);  // a byte order mark
   auto table = std::make_shared<TextTable>();
-  const std::wstring text = WideFromUtf8(bytes);
-  std::wstring_view rest = text;
-  while (!rest.empty()) {
-    const std::size_t end = rest.find(L'\n');
-    const std::wstring_view line = Trim(rest.substr(0, end));
-    rest = end == std::wstring_view::npos ? std::wstring_view() : rest.substr(end + 1);
-    if (line.empty() || line.front() == L'#') continue;
+  ForEachLine(TextFileContent(bytes), [&table](std::wstring_view raw) {
+    const std::wstring_view line = Trim(raw);
+    if (line.empty() || line.front() == L'#') return;
     const std::size_t equals = line.find(L'=');
-    if (equals == std::wstring_view::npos) continue;
+    if (equals == std::wstring_view::npos) return;
     std::wstring key(Trim(line.substr(0, equals)));
-    if (key.empty() || table->byKey_.count(key) != 0) continue;
+    if (key.empty() || table->byKey_.count(key) != 0) return;
     table->byKey_.emplace(key, static_cast<int>(table->entries_.size()));
     table->entries_.emplace_back(std::move(key), Unescape(Trim(line.substr(equals + 1))));
-  }
+  });
   return table;
 }
 
@@ -76,7 +61,7 @@ std::shared_ptr<const TextTable> TextTable::Load(std::wstring_view name) {
 }
 
 int TextTable::Find(std::wstring_view key) const {
-  const auto found = byKey_.find(std::wstring(key));
+  const auto found = byKey_.find(key);
   return found == byKey_.end() ? -1 : found->second;
 }
 

@@ -10,8 +10,9 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
+
+#include "host/core/Text.h"
 
 namespace host::storage {
 
@@ -35,11 +36,7 @@ class TextTable {
 
  private:
   std::vector<std::pair<std::wstring, std::wstring>> entries_;
-  std::unordered_map<std::wstring, int> byKey_;
+  TextMap<int> byKey_;
 };
-
-// True for a name that can serve as a file name in the module folder: letters, digits, '_',
-// '-' and '.', not starting with '.'.
-bool PlainFileName(std::wstring_view name);
 
 }  // namespace host::storage

@@ -1,7 +1,7 @@
 #include "host/storage/XMLStream.h"
 
 #include "host/core/Text.h"
-#include "host/storage/AtomicFile.h"
+#include "host/storage/StreamFile.h"
 
 namespace host::storage {
 
@@ -9,14 +9,28 @@ namespace {
 
 constexpr wchar_t kDefaultRoot[] = L"KeloData";
 
-bool ValidView(tagREFString text) {
-  return text.length >= 0 && (text.length == 0 || text.text != nullptr);
+// Parses `length` characters of XML content (elements and text) into `content`: E_INVALIDARG
+// for bad arguments or text that is not well-formed, E_FAIL when memory runs out.
+HRESULT ParseContent(int length, const wchar_t* text, XmlElement* content) {
+  if (!ValidView({length, text})) return E_INVALIDARG;
+  try {
+    return ParseXmlContent(Utf8FromWide({text, static_cast<std::size_t>(length)}), content);
+  } catch (...) {
+    return E_FAIL;
+  }
 }
 
 int Depth(const XmlElement* element) {
   int depth = 0;
   for (; element->parent != nullptr; element = element->parent) ++depth;
   return depth;
+}
+
+// Whether a child element named `name` may be written under `at`: E_INVALIDARG for a name that
+// is no XML name, E_FAIL when the document would grow too deep.
+HRESULT ChildAllowed(const XmlElement* at, tagREFString name) {
+  if (!ValidView(name) || !ValidXmlName(ViewOf(name))) return E_INVALIDARG;
+  return Depth(at) + 1 >= kMaxXmlDepth ? E_FAIL : S_OK;
 }
 
 }  // namespace
@@ -34,39 +48,31 @@ void XMLStream::AdoptContent(XmlElement&& content) {
 }
 
 HRESULT XMLStream::Open(tagREFString path, int /*mode*/) {
-  if (!ValidView(path) || path.length == 0) return E_INVALIDARG;
+  std::string bytes;
+  if (HRESULT hr = ReadStreamFile(path, &bytes); Failed(hr)) return hr;
   try {
-    std::string bytes;
-    const HRESULT read = ReadWholeFile(Utf8FromWide(ViewOf(path)), &bytes);
-    if (Failed(read)) return read;
     XmlElement parsed;
     const HRESULT hr = ParseXmlDocument(bytes, &parsed);
     if (Failed(hr)) return hr;
     root_.name = std::move(parsed.name);
     root_.attributes = std::move(parsed.attributes);
     AdoptContent(std::move(parsed));
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;
 }
 
 HRESULT XMLStream::Commit(tagREFString path) {
-  if (!ValidView(path) || path.length == 0) return E_INVALIDARG;
-  try {
-    return WriteFileAtomically(Utf8FromWide(ViewOf(path)), SerializeXmlDocument(root_));
-  } catch (const std::exception&) {
-    return E_FAIL;
-  }
+  return WriteStreamFile(path, [this] { return SerializeXmlDocument(root_); });
 }
 
 HRESULT XMLStream::BeginElement(tagREFString name, int /*reserved1*/, int /*reserved2*/) {
-  if (!ValidView(name) || !ValidXmlName(ViewOf(name))) return E_INVALIDARG;
-  if (Depth(current_) + 1 >= kMaxXmlDepth) return E_FAIL;
+  if (HRESULT hr = ChildAllowed(current_, name); Failed(hr)) return hr;
   try {
     current_ = current_->AddChild(std::wstring(ViewOf(name)));
     Changed();
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;
@@ -74,8 +80,7 @@ HRESULT XMLStream::BeginElement(tagREFString name, int /*reserved1*/, int /*rese
 
 HRESULT XMLStream::SetItem(tagREFString name, int /*reserved1*/, IString* value,
                            int /*reserved2*/) {
-  if (!ValidView(name) || !ValidXmlName(ViewOf(name))) return E_INVALIDARG;
-  if (Depth(current_) + 1 >= kMaxXmlDepth) return E_FAIL;
+  if (HRESULT hr = ChildAllowed(current_, name); Failed(hr)) return hr;
   try {
     std::wstring text(TextOf(value));
     if (!ValidXmlText(text)) return E_INVALIDARG;
@@ -83,7 +88,7 @@ HRESULT XMLStream::SetItem(tagREFString name, int /*reserved1*/, IString* value,
     if (item == nullptr) item = current_->AddChild(std::wstring(ViewOf(name)));
     item->text = std::move(text);
     Changed();
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   return S_OK;
@@ -103,7 +108,7 @@ HRESULT XMLStream::GetBuffer(const wchar_t** text, int* length) {
       texts_.push_back(std::make_unique<std::wstring>(SerializeXmlContent(root_, 1)));
       dirty_ = false;
     }
-  } catch (const std::exception&) {
+  } catch (...) {
     return E_FAIL;
   }
   *text = texts_.back()->c_str();
@@ -112,39 +117,31 @@ HRESULT XMLStream::GetBuffer(const wchar_t** text, int* length) {
 }
 
 HRESULT XMLStream::SetText(int length, const wchar_t* text) {
-  if (length < 0 || (length > 0 && text == nullptr)) return E_INVALIDARG;
-  try {
-    XmlElement content;
-    const HRESULT hr =
-        ParseXmlContent(Utf8FromWide({text, static_cast<std::size_t>(length)}), &content);
-    if (Failed(hr)) return hr;
-    AdoptContent(std::move(content));
-  } catch (const std::exception&) {
-    return E_FAIL;
-  }
+  XmlElement content;
+  if (HRESULT hr = ParseContent(length, text, &content); Failed(hr)) return hr;
+  AdoptContent(std::move(content));
   return S_OK;
 }
 
 HRESULT XMLStream::Append(int length, const wchar_t* text) {
-  if (length < 0 || (length > 0 && text == nullptr)) return E_INVALIDARG;
   if (length == 0) return S_OK;
+  XmlElement content;
+  if (HRESULT hr = ParseContent(length, text, &content); Failed(hr)) return hr;
   try {
-    XmlElement content;
-    const HRESULT hr =
-        ParseXmlContent(Utf8FromWide({text, static_cast<std::size_t>(length)}), &content);
-    if (Failed(hr)) return hr;
-    if (!content.children.empty() && current_->children.empty() &&
-        current_->text.find_first_not_of(L" \t\r\n") == std::wstring::npos)
-      current_->text.clear();
-    current_->text += content.text;
-    for (auto& child : content.children) {
-      child->parent = current_;
-      current_->children.push_back(std::move(child));
-    }
-    Changed();
-  } catch (const std::exception&) {
+    // What needs memory comes first, so that running out changes nothing.
+    const bool dropBlank = !content.children.empty() && current_->children.empty() &&
+                           current_->text.find_first_not_of(L" \t\r\n") == std::wstring::npos;
+    std::wstring text = (dropBlank ? std::wstring() : current_->text) + content.text;
+    current_->children.reserve(current_->children.size() + content.children.size());
+    current_->text.swap(text);
+  } catch (...) {
     return E_FAIL;
   }
+  for (auto& child : content.children) {
+    child->parent = current_;
+    current_->children.push_back(std::move(child));
+  }
+  Changed();
   return S_OK;
 }
 

@@ -87,29 +87,41 @@ void SerializeElement(const XmlElement& element, int depth, std::wstring* out) {
   *out += L">\n";
 }
 
-// Builds elements under a parent from expat's events.
+// Builds elements under a parent from expat's events. Nothing may be thrown through expat, so
+// running out of memory stops the parser as a badly formed document does.
 struct Builder {
   XML_Parser parser = nullptr;
   XmlElement* current = nullptr;
   int depth = 0;
-  bool tooDeep = false;
+  HRESULT failure = S_OK;  // why parsing was stopped: E_INVALIDARG too deep, E_FAIL no memory
+
+  // Stops the parser for good; the events expat still sends are ignored.
+  void Stop(HRESULT why) {
+    failure = why;
+    XML_StopParser(parser, XML_FALSE);
+  }
+  bool Stopped() const { return Failed(failure); }
 };
 
 void XMLCALL OnStart(void* data, const XML_Char* name, const XML_Char** attributes) {
   auto* builder = static_cast<Builder*>(data);
-  if (++builder->depth > kMaxXmlDepth) {
-    builder->tooDeep = true;
-    XML_StopParser(builder->parser, XML_FALSE);
-    return;
+  if (builder->Stopped()) return;
+  if (builder->depth + 1 > kMaxXmlDepth) return builder->Stop(E_INVALIDARG);
+  try {
+    XmlElement* element = builder->current->AddChild(WideFromUtf8(name));
+    for (int i = 0; attributes[i] != nullptr; i += 2)
+      element->attributes.emplace_back(WideFromUtf8(attributes[i]),
+                                       WideFromUtf8(attributes[i + 1]));
+    builder->current = element;
+    ++builder->depth;
+  } catch (...) {
+    builder->Stop(E_FAIL);
   }
-  XmlElement* element = builder->current->AddChild(WideFromUtf8(name));
-  for (int i = 0; attributes[i] != nullptr; i += 2)
-    element->attributes.emplace_back(WideFromUtf8(attributes[i]), WideFromUtf8(attributes[i + 1]));
-  builder->current = element;
 }
 
 void XMLCALL OnEnd(void* data, const XML_Char* /*name*/) {
   auto* builder = static_cast<Builder*>(data);
+  if (builder->Stopped()) return;
   --builder->depth;
   XmlElement* element = builder->current;
   if (!element->children.empty() && IsBlank(element->text)) element->text.clear();
@@ -118,37 +130,42 @@ void XMLCALL OnEnd(void* data, const XML_Char* /*name*/) {
 
 void XMLCALL OnText(void* data, const XML_Char* text, int length) {
   auto* builder = static_cast<Builder*>(data);
-  builder->current->text += WideFromUtf8(std::string_view(text, static_cast<std::size_t>(length)));
+  if (builder->Stopped()) return;
+  try {
+    builder->current->text +=
+        WideFromUtf8(std::string_view(text, static_cast<std::size_t>(length)));
+  } catch (...) {
+    builder->Stop(E_FAIL);
+  }
 }
 
-// Parses `utf8` as a document, adding its root element to `holder`.
+// Parses `utf8` as a document, adding its root element to `holder`: E_INVALIDARG when it is not
+// well-formed or too deep, E_FAIL when memory runs out.
 HRESULT Parse(std::string_view utf8, XmlElement* holder) {
   XML_Parser parser = XML_ParserCreate("UTF-8");
   if (parser == nullptr) return E_FAIL;
-  Builder builder{parser, holder, 0, false};
+  Builder builder{parser, holder};
   XML_SetUserData(parser, &builder);
   XML_SetElementHandler(parser, OnStart, OnEnd);
   XML_SetCharacterDataHandler(parser, OnText);
   bool ok = true;
-  try {
-    // Fed in pieces: expat takes an int length.
-    constexpr std::size_t kPiece = std::size_t{1} << 30;
-    do {
-      const std::size_t size = std::min(utf8.size(), kPiece);
-      const bool last = size == utf8.size();
-      if (XML_Parse(parser, utf8.data(), static_cast<int>(size), last ? XML_TRUE : XML_FALSE) !=
-          XML_STATUS_OK) {
-        ok = false;
-        break;
-      }
-      utf8.remove_prefix(size);
-    } while (!utf8.empty());
-  } catch (...) {
-    XML_ParserFree(parser);
-    throw;
-  }
+  // Fed in pieces: expat takes an int length.
+  constexpr std::size_t kPiece = std::size_t{1} << 30;
+  do {
+    const std::size_t size = std::min(utf8.size(), kPiece);
+    const bool last = size == utf8.size();
+    if (XML_Parse(parser, utf8.data(), static_cast<int>(size), last ? XML_TRUE : XML_FALSE) !=
+        XML_STATUS_OK) {
+      ok = false;
+      break;
+    }
+    utf8.remove_prefix(size);
+  } while (!utf8.empty());
+  const bool noMemory = !ok && XML_GetErrorCode(parser) == XML_ERROR_NO_MEMORY;
   XML_ParserFree(parser);
-  return ok && !builder.tooDeep ? S_OK : E_INVALIDARG;
+  if (builder.Stopped()) return builder.failure;
+  if (noMemory) return E_FAIL;
+  return ok ? S_OK : E_INVALIDARG;
 }
 
 }  // namespace

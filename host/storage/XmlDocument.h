@@ -35,10 +35,11 @@ bool ValidXmlName(std::wstring_view name);
 bool ValidXmlText(std::wstring_view text);
 
 // Parses a whole document into `root`. E_INVALIDARG (and `root` untouched) when it is not
-// well-formed or too deep.
+// well-formed or too deep. When memory runs out: E_FAIL, or std::bad_alloc.
 HRESULT ParseXmlDocument(std::string_view utf8, XmlElement* root);
 // Parses the content of an element (text and elements, no single root needed) and adds it to
-// `parent`. E_INVALIDARG (and `parent` untouched) when it is not well-formed.
+// `parent`. E_INVALIDARG (and `parent` untouched) when it is not well-formed. When memory runs
+// out: E_FAIL, or std::bad_alloc.
 HRESULT ParseXmlContent(std::string_view utf8, XmlElement* parent);
 
 // The children and text of `element`, indented two spaces per level starting at `depth`.

@@ -1,22 +1,24 @@
 #include "tests/common/TestHost.h"
 
-#include <dlfcn.h>
-
 #include <cstdio>
 #include <cstdlib>
+
+#include "sdk/ModuleLibrary.h"
 
 namespace testhost {
 
 IComponentCollection* Global() {
   static IComponentCollection* global = [] {
-    void* library = dlopen("./_binARM64/CollectionsEx.so", RTLD_NOW);
-    if (library == nullptr) {
-      std::fprintf(stderr, "test host: %s\n", dlerror());
+    const ModuleLibrary library = ModuleLibrary::Open("./_binARM64/CollectionsEx.so");
+    if (library.handle == nullptr) {
+      std::fprintf(stderr, "test host: %s\n", library.error.c_str());
       std::abort();
     }
-    auto create = reinterpret_cast<CreateFunctionFn>(dlsym(library, "CreateFunction"));
     ComponentFactory factory = nullptr;
-    create(RefView(L"GlobalComponentCollection"), &factory);
+    if (library.createFunction == nullptr ||
+        Failed(library.createFunction(RefView(L"GlobalComponentCollection"), &factory)) ||
+        factory == nullptr)
+      std::abort();
     IComponentCollection* collection = nullptr;
     IID iid = IComponentCollection::kIID;
     factory(nullptr, &iid, reinterpret_cast<void**>(&collection));

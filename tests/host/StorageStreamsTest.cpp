@@ -20,13 +20,13 @@
 
 namespace {
 
-using coretest::CoreTest;
 using coretest::Str;
 using coretest::Text;
 using host::storage::FolderStream;
 using host::storage::XMLStream;
 using storagetest::ReadFile;
 using storagetest::ScratchFolder;
+using storagetest::StorageTest;
 using storagetest::WriteFile;
 
 // A document as a real XML parser sees it: whether it is well formed, and the text of every
@@ -118,7 +118,7 @@ int FolderCount(IFolderStream* folder) {
   return count;
 }
 
-TEST_F(CoreTest, XmlStreamWritesWellFormedIndentedXml) {
+TEST_F(StorageTest, XmlStreamWritesWellFormedIndentedXml) {
   ScratchFolder folder;
   auto xml = New<XMLStream>();
   ASSERT_EQ(xml->BeginElement(RefView(L"DATETIME"), 0, 0), S_OK);
@@ -158,7 +158,7 @@ TEST_F(CoreTest, XmlStreamWritesWellFormedIndentedXml) {
   EXPECT_NE(text.find(L"<Band_count>3</Band_count>"), std::wstring::npos);
 }
 
-TEST_F(CoreTest, XmlStreamSetItemReplacesAndOldTextsStayReadable) {
+TEST_F(StorageTest, XmlStreamSetItemReplacesAndOldTextsStayReadable) {
   auto xml = New<XMLStream>();
   Set(xml.Get(), L"Direction", L"1");
   Set(xml.Get(), L"Style", L"0");
@@ -178,7 +178,7 @@ TEST_F(CoreTest, XmlStreamSetItemReplacesAndOldTextsStayReadable) {
   EXPECT_EQ(now.find(L"<Filler>"), now.rfind(L"<Filler>"));
 }
 
-TEST_F(CoreTest, XmlStreamRoundTripsThroughFilesAndText) {
+TEST_F(StorageTest, XmlStreamRoundTripsThroughFilesAndText) {
   ScratchFolder folder;
   auto xml = New<XMLStream>();
   xml->BeginElement(RefView(L"Effect"), 0, 0);
@@ -217,7 +217,7 @@ TEST_F(CoreTest, XmlStreamRoundTripsThroughFilesAndText) {
   EXPECT_EQ(Text(back.Get()), L"  <A>1</A>\n  <B>2</B>\n  <C>3</C>\n");
 }
 
-TEST_F(CoreTest, XmlStreamRefusesBadFilesAndKeepsItsDocument) {
+TEST_F(StorageTest, XmlStreamRefusesBadFilesAndKeepsItsDocument) {
   ScratchFolder folder;
   auto xml = New<XMLStream>();
   Set(xml.Get(), L"Keep", L"me");
@@ -235,7 +235,7 @@ TEST_F(CoreTest, XmlStreamRefusesBadFilesAndKeepsItsDocument) {
   EXPECT_EQ(xml->Commit(RefView(folder.WideFile("no/such/folder.xml"))), E_FAIL);
 }
 
-TEST_F(CoreTest, FolderStreamRoundTripsItsTree) {
+TEST_F(StorageTest, FolderStreamRoundTripsItsTree) {
   ScratchFolder folder;
   auto root = New<FolderStream>();
   const std::int32_t id = 5;
@@ -312,7 +312,7 @@ class Saver final : public host::HostObject<Saver, IObjectInfo, IDataPersist> {
   HRESULT Load(IDataStream*, int) override { return S_OK; }
 };
 
-TEST_F(CoreTest, FolderStreamObjectValues) {
+TEST_F(StorageTest, FolderStreamObjectValues) {
   ScratchFolder folder;
   auto root = New<FolderStream>();
   auto saver = ComPtr<IUnknown>::Adopt(static_cast<IObjectInfo*>(new Saver()));
@@ -348,7 +348,7 @@ TEST_F(CoreTest, FolderStreamObjectValues) {
   EXPECT_EQ(back->ReadObject(RefView(L"Missing"), object.Put()), E_FAIL);
 }
 
-TEST_F(CoreTest, FolderStreamRefusesCorruptFiles) {
+TEST_F(StorageTest, FolderStreamRefusesCorruptFiles) {
   ScratchFolder folder;
   auto root = New<FolderStream>();
   ComPtr<IFolderStream> child;
@@ -373,7 +373,7 @@ TEST_F(CoreTest, FolderStreamRefusesCorruptFiles) {
   EXPECT_EQ(NameOf(mine.Get()), L"Mine");
 }
 
-TEST_F(CoreTest, FailedWritesLeaveTheOldFileInPlace) {
+TEST_F(StorageTest, FailedWritesLeaveTheOldFileInPlace) {
   ScratchFolder folder;
   // A good file of each kind first.
   auto xml = New<XMLStream>();

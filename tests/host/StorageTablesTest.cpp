@@ -11,12 +11,12 @@
 
 namespace {
 
-using coretest::CoreTest;
 using coretest::Str;
 using coretest::Text;
 using host::storage::RegistryStore;
 using storagetest::ReadFile;
 using storagetest::ScratchFolder;
+using storagetest::StorageTest;
 
 // The text of `key` in table `table`, through the real module as the effects reach it.
 std::wstring Lookup(IStringTable* strings, std::wstring_view table, std::wstring_view key) {
@@ -63,7 +63,7 @@ TEST(StorageTables, ShippedTablesHoldTheEffectsTexts) {
   }
 }
 
-TEST_F(CoreTest, StringTableRefusesUnknownTablesAndKeys) {
+TEST_F(StorageTest, StringTableRefusesUnknownTablesAndKeys) {
   auto strings = ComPtr<IStringTable>::Adopt(new host::storage::StringTable());
   int index = 5;
   EXPECT_EQ(strings->Find(Str(L"11").Get(), &index), E_FAIL);  // nothing open yet
@@ -165,7 +165,7 @@ TEST(StorageRegistry, InstallPathDefaultAndFailedWrites) {
   EXPECT_EQ(ReadFile(path), written);
 }
 
-TEST_F(CoreTest, RegistryComponentOverAStore) {
+TEST_F(StorageTest, RegistryComponentOverAStore) {
   ScratchFolder folder;
   RegistryStore store(folder.File("registry.ini"));
   auto registry = ComPtr<IRegistry>::Adopt(new host::storage::Registry(&store));

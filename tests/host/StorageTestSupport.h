@@ -10,6 +10,7 @@
 #include <string>
 
 #include "host/core/Text.h"
+#include "host/storage/Components.h"
 #include "tests/host/CoreTestSupport.h"
 
 namespace storagetest {
@@ -41,6 +42,21 @@ class ScratchFolder {
 
  private:
   std::string path_;
+};
+
+// Storage objects made straight from the static library reach strings and every other component
+// through the collection the module was given, as in the shared module; here they are given the
+// static core's global collection, so that what they make counts in host::LiveObjects.
+class StorageTest : public coretest::CoreTest {
+ protected:
+  void SetUp() override {
+    CoreTest::SetUp();
+    host::storage::SetComponentCollection(host::core::GlobalComponentCollection::Instance());
+  }
+  void TearDown() override {
+    host::storage::SetComponentCollection(nullptr);
+    CoreTest::TearDown();
+  }
 };
 
 inline std::string ReadFile(const std::string& path) {

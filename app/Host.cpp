@@ -96,7 +96,7 @@ std::vector<std::wstring> Host::TransitionNames() const {
         if (!component) continue;
         ComPtr<IString> name;
         component->GetText(kComponentName, name.Put());
-        if (auto text = HostText(name.Get()); !text.empty()) names.push_back(text);
+        if (auto text = kelo_text::TextOf(name.Get()); !text.empty()) names.emplace_back(text);
       }
     }
   }

@@ -9,14 +9,6 @@
 
 namespace kelo {
 
-// Short names for the shared conversions, used where the host's listing reads names.
-inline std::wstring FromUtf8(std::string_view text) {
-  return kelo_text::WideFromUtf8(text);
-}
-inline std::wstring HostText(IString* text) {
-  return std::wstring(kelo_text::TextOf(text));
-}
-
 // Case-insensitive edit distance (insertions, deletions, substitutions and swaps of neighbours).
 std::size_t EditDistance(std::string_view a, std::string_view b);
 // The candidates nearest to `wanted`, best first, at most `limit` and only reasonably close ones.

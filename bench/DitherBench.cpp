@@ -62,38 +62,38 @@ void BM_ApplyMask(benchmark::State& state) {
 }
 BENCHMARK(BM_ApplyMask)->Apply(Sizes);
 
-// Progress 0.5: the most cells a frame sets (5000).
-void BM_DitherFrame(benchmark::State& state) {
+// Frames of effect T at the progress `progressAt` gives for frame number n; `restart` is called
+// after every 50 frames.
+template <class T>
+void EffectFrames(benchmark::State& state, double (*progressAt)(int n), bool restart) {
   Frame frame(state);
   ComPtr<IKeloTransition> effect;
   IID iid = IID_IKeloTransition;
-  CObject<CDither>::_CreateInstance(nullptr, &iid, effect.PutVoid());
+  CObject<T>::_CreateInstance(nullptr, &iid, effect.PutVoid());
+  int n = 0;
   for (auto _ : state) {
     ICIF* out = nullptr;
-    effect->DoTransition(frame.from.Get(), frame.to.Get(), &out, 0.5);
+    effect->DoTransition(frame.from.Get(), frame.to.Get(), &out, progressAt(n));
     out->Release();
+    if (++n > 50) {
+      n = 0;
+      if (restart) effect->Uninitialize();
+    }
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.Bytes() * 3));
+}
+
+// Progress 0.5: the most cells a frame sets (5000).
+void BM_DitherFrame(benchmark::State& state) {
+  EffectFrames<CDither>(
+      state, [](int) { return 0.5; }, false);
 }
 BENCHMARK(BM_DitherFrame)->Apply(Sizes);
 
 // A played run: progress rises by 0.02 per frame, and a new run starts after 1.
 void BM_DitherCumulativeFrame(benchmark::State& state) {
-  Frame frame(state);
-  ComPtr<IKeloTransition> effect;
-  IID iid = IID_IKeloTransition;
-  CObject<CDitherCumulative>::_CreateInstance(nullptr, &iid, effect.PutVoid());
-  int step = 0;
-  for (auto _ : state) {
-    ICIF* out = nullptr;
-    effect->DoTransition(frame.from.Get(), frame.to.Get(), &out, step * 0.02);
-    out->Release();
-    if (++step > 50) {
-      step = 0;
-      effect->Uninitialize();
-    }
-  }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.Bytes() * 3));
+  EffectFrames<CDitherCumulative>(
+      state, [](int n) { return n * 0.02; }, true);
 }
 BENCHMARK(BM_DitherCumulativeFrame)->Apply(Sizes);
 

@@ -1,12 +1,11 @@
 #include "frame/Loader.h"
 
-#include <dlfcn.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "sdk/ModuleLibrary.h"
 #include "support/Convert.h"
 
 namespace {
@@ -27,19 +26,17 @@ ComponentFactory MODULECreateFunction(tagREFString module, tagREFString function
   std::wcstombs(path + kModuleFolderLength, name.c_str(), static_cast<std::size_t>(module.length));
   std::memcpy(path + kModuleFolderLength + module.length, ".so", 4);
 
-  void* library = dlopen(path, RTLD_NOW);  // never closed
-  if (library == nullptr) {
-    std::printf("Module not available %s, error %s\n", path, dlerror());
+  const ModuleLibrary library = ModuleLibrary::Open(path);  // never closed
+  if (library.handle == nullptr) {
+    std::printf("Module not available %s, error %s\n", path, library.error.c_str());
     std::fflush(stdout);
     return nullptr;
   }
-  auto createFunction = reinterpret_cast<CreateFunctionFn>(dlsym(library, "CreateFunction"));
-  auto initializeModule = reinterpret_cast<InitializeModuleFn>(dlsym(library, "InitializeModule"));
-  if (createFunction == nullptr) return nullptr;
-  if (initializeModule != nullptr && gGlobalComponentCollection != nullptr)
-    initializeModule(nullptr, gGlobalComponentCollection);
+  if (library.createFunction == nullptr) return nullptr;
+  if (library.initializeModule != nullptr && gGlobalComponentCollection != nullptr)
+    library.initializeModule(nullptr, gGlobalComponentCollection);
   ComponentFactory factory = nullptr;
-  createFunction(function, &factory);
+  library.createFunction(function, &factory);
   return factory;
 }
 

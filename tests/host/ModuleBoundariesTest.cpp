@@ -12,6 +12,7 @@
 #include "host/storage/StringTable.h"
 #include "sdk/ModuleLibrary.h"
 #include "sdk/Storage.h"
+#include "tests/common/StubCollection.h"
 #include "tests/common/TestHost.h"
 #include "tests/host/StorageTestSupport.h"
 
@@ -53,8 +54,7 @@ TEST(HostModules, ExportOnlyTheirEntryPointsAndCarryNoSecondCore) {
 }
 
 // A collection that makes components through the global one and records what was asked of it.
-class RecordingCollection final
-    : public host::HostObject<RecordingCollection, IComponentCollection> {
+class RecordingCollection final : public testhost::StubCollection<RecordingCollection> {
  public:
   std::vector<std::wstring> asked;
 
@@ -62,19 +62,6 @@ class RecordingCollection final
     asked.emplace_back(host::ViewOf(name));
     return host::core::GlobalComponentCollection::Instance()->CreateByName(name, iid, out);
   }
-  HRESULT GetCount(int*) override { return E_NOTIMPL; }
-  HRESULT GetItem(int, IUnknown**) override { return E_NOTIMPL; }
-  HRESULT Find(IString*, int*) override { return E_NOTIMPL; }
-  HRESULT Remove(int) override { return E_NOTIMPL; }
-  HRESULT RemoveAll() override { return E_NOTIMPL; }
-  HRESULT Reserved8() override { return E_NOTIMPL; }
-  HRESULT Reserved9() override { return E_NOTIMPL; }
-  HRESULT Reserved10() override { return E_NOTIMPL; }
-  HRESULT Reserved11() override { return E_NOTIMPL; }
-  HRESULT Add(IUnknown*) override { return E_NOTIMPL; }
-  HRESULT Reserved13() override { return E_NOTIMPL; }
-  HRESULT Reserved14() override { return E_NOTIMPL; }
-  HRESULT SelectKind(IString*) override { return E_NOTIMPL; }
 };
 
 using StorageBoundary = storagetest::StorageTest;

@@ -4,35 +4,18 @@
 
 #include "effects/KeloTransitions.h"
 #include "frame/Loader.h"
-#include "host/common/HostObject.h"
 #include "support/REFString.h"
+#include "tests/common/StubCollection.h"
 #include "tests/common/TestHost.h"
 
 namespace {
 
 // A global collection that knows nothing and counts its references.
-class EmptyCollection final : public host::HostObject<EmptyCollection, IComponentCollection> {
+class EmptyCollection final : public testhost::StubCollection<EmptyCollection> {
  public:
   std::uint32_t References() {
     AddRef();
     return Release();
-  }
-  HRESULT GetCount(int* count) override { return *count = 0, S_OK; }
-  HRESULT GetItem(int, IUnknown** item) override { return *item = nullptr, E_INVALIDARG; }
-  HRESULT Find(IString*, int*) override { return E_FAIL; }
-  HRESULT Remove(int) override { return E_FAIL; }
-  HRESULT RemoveAll() override { return S_OK; }
-  HRESULT Reserved8() override { return E_NOTIMPL; }
-  HRESULT Reserved9() override { return E_NOTIMPL; }
-  HRESULT Reserved10() override { return E_NOTIMPL; }
-  HRESULT Reserved11() override { return E_NOTIMPL; }
-  HRESULT Add(IUnknown*) override { return E_FAIL; }
-  HRESULT Reserved13() override { return E_NOTIMPL; }
-  HRESULT Reserved14() override { return E_NOTIMPL; }
-  HRESULT SelectKind(IString*) override { return E_FAIL; }
-  HRESULT CreateByName(tagREFString, const IID*, void** out) override {
-    *out = nullptr;
-    return E_FAIL;
   }
 };
 

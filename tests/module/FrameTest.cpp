@@ -173,6 +173,15 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
 // the interrupted one must not read the count again. Memory comes from a buffer that is never
 // freed, so a second destruction is counted rather than corrupting the heap.
 int gDestructions = 0;
+// What happened around the interrupted decrement, kept outside the object, which the other
+// release destroys.
+struct Race {
+  std::function<void()> afterDecrement;  // the other release, run once
+  bool interrupted = false;
+  bool countReadAfterwards = false;
+};
+Race gRace;
+
 class CRaceProbe : public CObjectRoot, public IObjectInfoImpl<CRaceProbe>, public IKeloTransition {
  public:
   static constexpr tagREFString kName = RefLiteral(L"RaceProbe");
@@ -191,25 +200,21 @@ class CRaceProbe : public CObjectRoot, public IObjectInfoImpl<CRaceProbe>, publi
 
   struct InterruptibleCount {
     std::uint32_t value = 1;
-    bool touchedAfterInterruption = false;
-    std::function<void()> afterDecrement;  // the other release, run once
     std::uint32_t fetch_add(std::uint32_t n, std::memory_order) {
       return std::exchange(value, value + n);
     }
     std::uint32_t fetch_sub(std::uint32_t n, std::memory_order) {
       const std::uint32_t before = std::exchange(value, value - n);
-      if (auto other = std::exchange(afterDecrement, nullptr)) {
+      if (auto other = std::exchange(gRace.afterDecrement, nullptr)) {
         other();
-        touchedAfterInterruption = false;  // the count is read again only after this point
-        interrupted = true;
+        gRace.interrupted = true;  // from here on the object is gone
       }
       return before;
     }
     std::uint32_t load(std::memory_order) {
-      if (interrupted) touchedAfterInterruption = true;
+      if (gRace.interrupted) gRace.countReadAfterwards = true;
       return value;
     }
-    bool interrupted = false;
   } m_count;
 
  protected:
@@ -222,15 +227,14 @@ TEST(ComponentObject, RacingFinalReleasesDestroyOnce) {
   ASSERT_EQ(CObject<CRaceProbe>::_CreateInstance(nullptr, &iid, reinterpret_cast<void**>(&object)),
             S_OK);
   object->AddRef();
-  auto* probe = static_cast<CRaceProbe*>(static_cast<CObject<CRaceProbe>*>(object));
   std::uint32_t otherResult = 99;
-  probe->m_count.afterDecrement = [&] { otherResult = object->Release(); };
+  gRace.afterDecrement = [&] { otherResult = object->Release(); };
   gDestructions = 0;
   const std::uint32_t result = object->Release();
   EXPECT_EQ(gDestructions, 1);
   EXPECT_EQ(otherResult, 0u);  // the release that reached 0 destroyed the object
   EXPECT_EQ(result, 1u);       // the interrupted one: the count after its own decrement
-  EXPECT_FALSE(probe->m_count.touchedAfterInterruption);
+  EXPECT_FALSE(gRace.countReadAfterwards);
 }
 
 }  // namespace

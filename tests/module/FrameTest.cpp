@@ -9,8 +9,12 @@
 #include "effects/KeloTransitions.h"
 #include "frame/Object.h"
 #include "sdk/ComPtr.h"
+#include "tests/common/TestHost.h"
+#include "tests/module/ModuleTestSupport.h"
 
 namespace {
+
+using testhost::NameOf;
 
 std::array<unsigned char, 16> Bytes(const IID& id) {
   std::array<unsigned char, 16> bytes{};
@@ -18,6 +22,8 @@ std::array<unsigned char, 16> Bytes(const IID& id) {
   return bytes;
 }
 
+// Catches: a wrong packing of the name into the identity, case not folded, the shared codes or
+// the 25-character limit lost, the sixth bit of a code dropped at a field or word boundary.
 TEST(Identity, WorkedValuesCaseFoldingAndLimits) {
   EXPECT_EQ(Bytes(__IIDOfc("ICIF")), (std::array<unsigned char, 16>{0x69, 0x24, 0x03, 0x00}));
   EXPECT_EQ(Bytes(__IIDOfc("IUnknown")),
@@ -38,6 +44,7 @@ TEST(Identity, WorkedValuesCaseFoldingAndLimits) {
   EXPECT_EQ(__IIDOfc("AAAAAA4").words[1], 8u);
 }
 
+// Catches: an identity the module exports differing from the one hosts compile in.
 TEST(Identity, ExportedIdentitiesMatchTheSdk) {
   EXPECT_EQ(IID_IUnknown, IUnknown::kIID);
   EXPECT_EQ(IID_ICIF, ICIF::kIID);
@@ -107,6 +114,8 @@ class CProbe : public CObjectRoot, public IObjectInfoImpl<CProbe>, public IKeloT
   ~CProbe() { --gLive; }
 };
 
+// Catches: a failed FinalConstruct or a refused identity leaking the object or writing *out; the
+// last Release not destroying it.
 TEST(ComponentObject, FailedCreationLeavesNothingBehind) {
   IID iid = IID_IKeloTransition;
   void* out = reinterpret_cast<void*>(1);
@@ -128,6 +137,9 @@ TEST(ComponentObject, FailedCreationLeavesNothingBehind) {
   EXPECT_EQ(gLive, 0);
 }
 
+// Catches: a name matched loosely (case, trailing space, prefix), the factory written on
+// failure, a component missing from the list or making an object of the wrong class (presets are
+// the cover effect with a style already set).
 TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
   ComponentFactory factory = nullptr;
   EXPECT_EQ(CreateFunction(RefLiteral(L"DissolveTransition"), &factory), S_OK);
@@ -142,8 +154,6 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
   EXPECT_EQ(CreateFunction(tagREFString{8, L"Dissolve"}, &factory), E_FAIL);
   EXPECT_EQ(factory, reinterpret_cast<ComponentFactory>(1));  // not written on failure
 
-  // Every name the module offers makes a transition named after its class: presets are the
-  // cover effect with a style already set.
   const std::pair<const wchar_t*, const wchar_t*> names[] = {
       {L"PushTransition", L"CoverTransition"},
       {L"CrushTransition", L"CoverTransition"},
@@ -155,14 +165,8 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
       {L"RandomTransition", L"RandomTransition"}};
   EXPECT_EQ(ModuleComponents().size(), std::size(names));
   for (const auto& [component, objectName] : names) {
-    ComponentFactory f = nullptr;
-    ASSERT_EQ(CreateFunction(RefView(component), &f), S_OK) << component;
-    IID iid = IID_IObjectInfo;
-    ComPtr<IObjectInfo> info;
-    ASSERT_EQ(f(nullptr, &iid, info.PutVoid()), S_OK) << component;
-    tagREFString name{};
-    info->GetName(0, &name);
-    EXPECT_EQ(std::wstring(name.text, name.length), objectName);
+    auto info = moduletest::Create<IObjectInfo>(component);
+    EXPECT_EQ(NameOf(info.Get()), objectName);
     EXPECT_TRUE(info.As<IKeloTransition>()) << component;
   }
 }
@@ -216,6 +220,8 @@ class CRaceProbe : public CObjectRoot, public IObjectInfoImpl<CRaceProbe>, publi
   ~CRaceProbe() = default;
 };
 
+// Catches: two racing final releases both destroying the object, or the interrupted one reading
+// the count of an object already gone.
 TEST(ComponentObject, RacingFinalReleasesDestroyOnce) {
   IID iid = IID_IKeloTransition;
   IKeloTransition* object = nullptr;

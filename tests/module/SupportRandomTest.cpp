@@ -9,6 +9,7 @@
 
 namespace {
 
+// Catches: a wrong seeding or tempering, a regeneration of the state block gone wrong.
 TEST(Random, FollowsTheReferenceSequence) {
   CRandom32 standard(5489);
   EXPECT_EQ(standard.Random(), 3499211612u);
@@ -37,6 +38,8 @@ std::int64_t HundredthsNow() {
          utc.tm_sec * 100LL + now.tv_nsec / 10000000;
 }
 
+// Catches: the clock seed counting anything but hundredths of the UTC year (plus a day), seed 0
+// used as such.
 TEST(Random, ClockSeedCountsHundredthsOfTheYear) {
   const std::int64_t before = HundredthsNow();
   const std::uint32_t seed = CRandom32::ClockSeed();

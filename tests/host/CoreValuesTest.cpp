@@ -9,12 +9,8 @@
 #include "host/core/Variant.h"
 #include "tests/host/CoreTestSupport.h"
 
+namespace coretest {
 namespace {
-
-using coretest::CoreTest;
-using coretest::Make;
-using coretest::Str;
-using coretest::Text;
 
 int TypeOf(IVariant* variant) {
   int type = -1;
@@ -34,6 +30,8 @@ Reading Read(IVariant* variant) {
           isDouble ? std::optional(real) : std::nullopt};
 }
 
+// Catches: a string edit that reads its own moved buffer, loses the terminator, or changes the
+// text on bad arguments; a string answering as a variant.
 TEST_F(CoreTest, StringEditingIncludingItsOwnText) {
   auto string = Str(L"");
   const wchar_t* text = nullptr;
@@ -73,6 +71,8 @@ TEST_F(CoreTest, StringEditingIncludingItsOwnText) {
   EXPECT_FALSE(string.As<IVariant>());
 }
 
+// Catches: a wrong type code, doubles rounded instead of truncated, out-of-range or NaN doubles
+// or non-numeric strings read as integers.
 TEST_F(CoreTest, VariantTypeCodesAndConversions) {
   auto variant = Make<IVariant>(L"Variant");
   constexpr auto none = std::nullopt;
@@ -100,6 +100,8 @@ TEST_F(CoreTest, VariantTypeCodesAndConversions) {
   }
 }
 
+// Catches: a held string copied, numbers written as strings wrongly, an object variant with a
+// type, a string or a number, null not clearing.
 TEST_F(CoreTest, VariantStringsAndObjects) {
   auto variant = Make<IVariant>(L"Variant");
   int isString = -1;
@@ -137,6 +139,8 @@ TEST_F(CoreTest, VariantStringsAndObjects) {
   EXPECT_EQ(variant->GetType(nullptr), E_INVALIDARG);
 }
 
+// Catches: entries lost, misnamed (variants as names), found by case-folded or empty names,
+// values, extras or options misplaced, indexes past either end answered, removals miscounted.
 TEST_F(CoreTest, SuperCollectionEntries) {
   auto collection = Make<ISuperCollection>(L"SuperCollection");
   EXPECT_TRUE(collection.As<INamedCollection>());
@@ -186,3 +190,4 @@ TEST_F(CoreTest, SuperCollectionEntries) {
 }
 
 }  // namespace
+}  // namespace coretest

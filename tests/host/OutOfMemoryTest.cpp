@@ -22,9 +22,9 @@
 
 namespace {
 
-using coretest::Str;
-using coretest::Text;
 using imagingtest::Make;
+using storagetest::Str;
+using storagetest::Text;
 template <class I>
 using Out = ComPtr<I>;  // a result the sweep drops: Out<I>().Put() lives to the end of the call
 using PictureRef = ComPtr<ICIF>;

@@ -11,11 +11,9 @@
 #include "tests/common/TestHost.h"
 #include "tests/host/ImagingTestSupport.h"
 
+namespace imagingtest {
 namespace {
 
-using imagingtest::Fitted;
-using imagingtest::Make;
-using imagingtest::Point;
 using testhost::Bytes;
 using Pixel = std::vector<unsigned char>;
 
@@ -92,7 +90,7 @@ ComPtr<ITransform> Linear(std::initializer_list<std::array<double, 4>> steps) {
 
 // The operations most tests use, made before the fixture counts live objects; each call through
 // the helpers must succeed.
-class ImagingPicture : public imagingtest::ImagingTest {
+class ImagingPicture : public ImagingTest {
  protected:
   ComPtr<ICIFTransform> transform = Make<ICIFTransform>(L"CIFTransform");
   ComPtr<ICIFMaths> maths = Make<ICIFMaths>(L"CIFMaths");
@@ -485,3 +483,4 @@ TEST_F(ImagingPicture, WarpThroughAFittedPerspective) {
 }
 
 }  // namespace
+}  // namespace imagingtest

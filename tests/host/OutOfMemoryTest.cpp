@@ -94,6 +94,7 @@ ComPtr<IPointsCollection> Points(double scale) {
 
 using ImagingOutOfMemory = imagingtest::ImagingTest;
 
+// Catches, in the picture, pool and geometry operations: see the top of the file.
 TEST_F(ImagingOutOfMemory, EveryOperationReportsAFailedAllocation) {
   const auto maths = Make<ICIFMaths>(L"CIFMaths");
   const auto transform = Make<ICIFTransform>(L"CIFTransform");
@@ -157,6 +158,7 @@ TEST_F(ImagingOutOfMemory, EveryOperationReportsAFailedAllocation) {
 
 using CoreOutOfMemory = coretest::CoreTest;
 
+// Catches, in the string, variant and collection operations: see the top of the file.
 TEST_F(CoreOutOfMemory, EveryOperationReportsAFailedAllocation) {
   const auto global = host::core::GlobalComponentCollection::Instance();
   const std::wstring longText(100, L'x');
@@ -214,6 +216,7 @@ TEST_F(CoreOutOfMemory, EveryOperationReportsAFailedAllocation) {
 
 using StorageOutOfMemory = storagetest::StorageTest;
 
+// Catches, in the stream, registry and string table operations: see the top of the file.
 TEST_F(StorageOutOfMemory, EveryOperationReportsAFailedAllocation) {
   storagetest::ScratchFolder folder;
   const auto value = Str(L"a value that needs memory of its own");

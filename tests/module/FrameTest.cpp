@@ -55,16 +55,11 @@ TEST(Identity, ExportedIdentitiesMatchTheSdk) {
   EXPECT_NE(IID_IUIPropInterrogateEx, IID_IUIPropInterrogate);
 }
 
-template <class I>
-ComPtr<I> CreateDissolve(const IID& iid) {
-  ComPtr<I> object;
-  IID wanted = iid;
-  EXPECT_EQ(CObject<CDissolve>::_CreateInstance(nullptr, &wanted, object.PutVoid()), S_OK);
-  return object;
-}
-
+// Catches: a wrong count from AddRef or Release, IUnknown not the one primary pointer, the wrong
+// name (whatever the reserved argument), a refusal that writes the out pointer or keeps a
+// reference.
 TEST(ComponentObject, QueryInterfaceTableAndReferenceCounts) {
-  ComPtr<IKeloTransition> transition = CreateDissolve<IKeloTransition>(IID_IKeloTransition);
+  auto transition = moduletest::New<CDissolve>();
   ASSERT_TRUE(transition);
   EXPECT_EQ(transition->AddRef(), 2u);
   EXPECT_EQ(transition->Release(), 1u);
@@ -98,17 +93,12 @@ TEST(ComponentObject, QueryInterfaceTableAndReferenceCounts) {
 // A class that counts its constructions and destructions and can fail to construct.
 int gLive = 0;
 HRESULT gConstructResult = S_OK;
-class CProbe : public CObjectRoot, public IObjectInfoImpl<CProbe>, public IKeloTransition {
+class CProbe : public CSimpleTransition<CProbe> {
  public:
   static constexpr tagREFString kName = RefLiteral(L"Probe");
   CProbe() { ++gLive; }
-  static const auto& Interfaces() {
-    static constexpr std::array table{Entry<CProbe, IKeloTransition>(&IID_IKeloTransition)};
-    return table;
-  }
   HRESULT FinalConstruct() override { return gConstructResult; }
   HRESULT DoTransition(ICIF*, ICIF*, ICIF**, double) override { return S_OK; }
-  HRESULT Uninitialize() override { return S_OK; }
 
  protected:
   ~CProbe() { --gLive; }
@@ -125,7 +115,7 @@ TEST(ComponentObject, FailedCreationLeavesNothingBehind) {
   EXPECT_EQ(gLive, 0);
 
   gConstructResult = S_OK;
-  iid = IID_IObjectInfo;  // not in the probe's table
+  iid = IID_IDataPersist;  // not in the probe's table
   EXPECT_EQ(CObject<CProbe>::_CreateInstance(nullptr, &iid, &out), E_NOINTERFACE);
   EXPECT_EQ(out, nullptr);
   EXPECT_EQ(gLive, 0);
@@ -175,17 +165,14 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
 // CObject<T> before the frame's own) runs the other release right after this one's decrement,
 // which is where a second thread can slip in. Exactly one of them must destroy the object, and
 // the interrupted one must not read the count again. Memory comes from a buffer that is never
-// freed, so a second destruction is counted rather than corrupting the heap.
+// freed, so a second destruction is counted rather than corrupting the heap; what the count sees
+// is kept outside the object, which is gone when the test reads it.
 int gDestructions = 0;
-class CRaceProbe : public CObjectRoot, public IObjectInfoImpl<CRaceProbe>, public IKeloTransition {
+bool gInterrupted = false, gReadAfterInterruption = false;
+class CRaceProbe : public CSimpleTransition<CRaceProbe> {
  public:
   static constexpr tagREFString kName = RefLiteral(L"RaceProbe");
-  static const auto& Interfaces() {
-    static constexpr std::array table{Entry<CRaceProbe, IKeloTransition>(&IID_IKeloTransition)};
-    return table;
-  }
   HRESULT DoTransition(ICIF*, ICIF*, ICIF**, double) override { return S_OK; }
-  HRESULT Uninitialize() override { return S_OK; }
 
   static void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     alignas(std::max_align_t) static unsigned char buffer[1024];
@@ -195,7 +182,6 @@ class CRaceProbe : public CObjectRoot, public IObjectInfoImpl<CRaceProbe>, publi
 
   struct InterruptibleCount {
     std::uint32_t value = 1;
-    bool touchedAfterInterruption = false;
     std::function<void()> afterDecrement;  // the other release, run once
     std::uint32_t fetch_add(std::uint32_t n, std::memory_order) {
       return std::exchange(value, value + n);
@@ -204,16 +190,14 @@ class CRaceProbe : public CObjectRoot, public IObjectInfoImpl<CRaceProbe>, publi
       const std::uint32_t before = std::exchange(value, value - n);
       if (auto other = std::exchange(afterDecrement, nullptr)) {
         other();
-        touchedAfterInterruption = false;  // the count is read again only after this point
-        interrupted = true;
+        gInterrupted = true;  // the count is read again only after this point
       }
       return before;
     }
     std::uint32_t load(std::memory_order) {
-      if (interrupted) touchedAfterInterruption = true;
+      gReadAfterInterruption = gReadAfterInterruption || gInterrupted;
       return value;
     }
-    bool interrupted = false;
   } m_count;
 
  protected:
@@ -228,15 +212,16 @@ TEST(ComponentObject, RacingFinalReleasesDestroyOnce) {
   ASSERT_EQ(CObject<CRaceProbe>::_CreateInstance(nullptr, &iid, reinterpret_cast<void**>(&object)),
             S_OK);
   object->AddRef();
-  auto* probe = static_cast<CRaceProbe*>(static_cast<CObject<CRaceProbe>*>(object));
   std::uint32_t otherResult = 99;
+  auto* probe = moduletest::Raw<CRaceProbe>(ComPtr<IKeloTransition>::Share(object));
   probe->m_count.afterDecrement = [&] { otherResult = object->Release(); };
   gDestructions = 0;
+  gInterrupted = gReadAfterInterruption = false;
   const std::uint32_t result = object->Release();
   EXPECT_EQ(gDestructions, 1);
   EXPECT_EQ(otherResult, 0u);  // the release that reached 0 destroyed the object
   EXPECT_EQ(result, 1u);       // the interrupted one: the count after its own decrement
-  EXPECT_FALSE(probe->m_count.touchedAfterInterruption);
+  EXPECT_FALSE(gReadAfterInterruption);
 }
 
 }  // namespace

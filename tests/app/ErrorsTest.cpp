@@ -12,53 +12,33 @@ constexpr int kUsage = 2, kInput = 3, kOutput = 4;
 
 class ErrorsTest : public ProgramTest {
  protected:
-  void SetUp() override {
-    ProgramTest::SetUp();
-    WritePng(Path("a.png"),
-             MakeImage(24, 16,
-                       [](unsigned x, unsigned) {
-                         return Rgb{static_cast<std::uint8_t>(x * 10), 0, 0};
-                       }),
-             PNG_FORMAT_RGB);
-    WritePng(Path("b.png"),
-             MakeImage(24, 16,
-                       [](unsigned, unsigned y) {
-                         return Rgb{0, static_cast<std::uint8_t>(y * 15), 0};
-                       }),
-             PNG_FORMAT_RGB);
-    inputs_ = Files();
-  }
   // Runs a failing command: checks the exit code, one line on stderr containing `message`,
-  // and that the folder holds only the inputs.
+  // and that the folder holds only what it held before.
   void ExpectFailure(const std::string& args, int code, const std::string& message,
                      const std::string& environment = "") {
     SCOPED_TRACE(args);
+    const std::vector<std::string> inputs = Files();
     const Result result = Run(args, environment);
     EXPECT_EQ(result.code, code) << result.err;
     EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
     EXPECT_EQ(result.err.rfind("kelo: error: ", 0), 0u) << result.err;
-    EXPECT_EQ(Files(), inputs_);
+    EXPECT_EQ(Files(), inputs);
   }
-  std::vector<std::string> inputs_;
 };
 
+// Catches: a missing, non-picture, empty, cut or folder input not reported as such, or output
+// left behind when the damage is found after frames were written.
 TEST_F(ErrorsTest, BadPictures) {
   ExpectFailure("frame --from missing.png --to b.png -o out.png", kInput,
                 "cannot read 'missing.png': no such file");
   std::ofstream(Path("text.png")) << "not a picture\n";
   std::ofstream(Path("empty.jpg")).close();
   // A JPEG cut short after its header.
-  WriteJpeg(Path("whole.jpg"), MakeImage(64, 64, [](unsigned x, unsigned y) {
-              return Rgb{static_cast<std::uint8_t>(x * y), 9, 9};
-            }));
-  {
-    std::ifstream in(Path("whole.jpg"), std::ios::binary);
-    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    std::ofstream(Path("cut.jpg"), std::ios::binary) << bytes.substr(0, bytes.size() / 2);
-    std::filesystem::remove(Path("whole.jpg"));
-  }
-  inputs_ = Files();
+  WriteJpeg(Path("whole.jpg"), MakeImage(64, 64, Warm));
+  const std::string whole = ReadFile(Path("whole.jpg"));
+  std::ofstream(Path("cut.jpg"), std::ios::binary) << whole.substr(0, whole.size() / 2);
+  std::filesystem::remove(Path("whole.jpg"));
   ExpectFailure("frame --from text.png --to b.png -o out.png", kInput,
                 "'text.png': not a PNG or JPEG picture");
   ExpectFailure("render --from a.png --to empty.jpg -o out.gif", kInput,
@@ -67,15 +47,15 @@ TEST_F(ErrorsTest, BadPictures) {
   ExpectFailure("slideshow a.png b.png . -o show.webp", kInput, "cannot read '.': it is a folder");
   // The damage is found only when the third picture is decoded, after frames were written.
   ASSERT_TRUE(std::filesystem::create_directory(Path("frames")));
-  inputs_ = Files();
   ExpectFailure("slideshow a.png b.png cut.jpg --hold 0.5 --fps 10 -o frames/%03d.png", kInput,
                 "cannot read 'cut.jpg'");
   ExpectFailure("slideshow a.png b.png cut.jpg --hold 0.5 --fps 10 -o show.webp", kInput,
                 "cannot read 'cut.jpg'");
 }
 
+// Catches: a bad value or a missing argument accepted, reported with another code, or without
+// what the message must say. Each is a usage error.
 TEST_F(ErrorsTest, BadValues) {
-  // Each is a usage error: the command, and what the message must say.
   const std::pair<const char*, const char*> cases[] = {
       {"frame --from a.png --to b.png -t Disolve -o out.png",
        "unknown transition 'Disolve'; did you mean DissolveTransition"},
@@ -106,6 +86,7 @@ TEST_F(ErrorsTest, BadValues) {
   for (const auto& [args, message] : cases) ExpectFailure(args, kUsage, message);
 }
 
+// Catches: a bad setting name, value or form reported without the nearest name or the choices.
 TEST_F(ErrorsTest, BadSettings) {
   if (Run("list --names").out.find("CoverTransition\n") == std::string::npos)
     GTEST_SKIP() << "no CoverTransition in this build";
@@ -120,6 +101,8 @@ TEST_F(ErrorsTest, BadSettings) {
   ExpectFailure(frame + "--set Direction", kUsage, "bad --set 'Direction': expected NAME=VALUE");
 }
 
+// Catches: an output into a missing folder, over an input (directly, by another name, or by a
+// later frame of a pattern) or onto a folder accepted; video without ffmpeg not explained.
 TEST_F(ErrorsTest, BadOutputs) {
   ExpectFailure("frame --from a.png --to b.png -o nowhere/out.png", kOutput,
                 "the output folder 'nowhere' does not exist");
@@ -131,14 +114,12 @@ TEST_F(ErrorsTest, BadOutputs) {
                 "would overwrite the input 'a.png'");
   // A PNG picture named like an animation is still an input.
   std::filesystem::copy_file(Path("a.png"), Path("pic.gif"));
-  inputs_ = Files();
   ExpectFailure("render --from pic.gif --to b.png -o pic.gif", kOutput,
                 "would overwrite the input 'pic.gif'");
   ExpectFailure("slideshow b.png pic.gif -o pic.gif", kOutput,
                 "would overwrite the input 'pic.gif'");
   // A frame pattern whose later frames would hit an input.
   std::filesystem::copy_file(Path("a.png"), Path("7.png"));
-  inputs_ = Files();
   ExpectFailure("render --from 7.png --to b.png --fps 10 -o %d.png", kOutput,
                 "would overwrite the input '7.png'");
   std::filesystem::create_directory(Path("folder.png"));
@@ -150,6 +131,7 @@ TEST_F(ErrorsTest, BadOutputs) {
                 "PATH=/nowhere");
 }
 
+// Catches: an existing output not replaced, or damaged by a failing run.
 TEST_F(ErrorsTest, ExistingOutputIsReplacedWhole) {
   std::ofstream(Path("out.png")) << "old";
   const Result result = Run("frame --from a.png --to b.png --progress 1 -o out.png");

@@ -18,13 +18,6 @@ namespace apptest {
 
 namespace {
 
-std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 std::string Capture(const std::string& command) {
   std::string out;
   if (FILE* pipe = popen(command.c_str(), "r")) {
@@ -37,6 +30,13 @@ std::string Capture(const std::string& command) {
 
 }  // namespace
 
+std::string ReadFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
 void WritePng(const std::filesystem::path& path, const Image& image, unsigned format) {
   png_image info{};
   info.version = PNG_IMAGE_VERSION;
@@ -46,15 +46,11 @@ void WritePng(const std::filesystem::path& path, const Image& image, unsigned fo
   const std::size_t pixels = static_cast<std::size_t>(image.width) * image.height;
   std::vector<std::uint8_t> bytes;
   std::vector<std::uint8_t> colourMap;
-  if (format == PNG_FORMAT_RGB) {
-    bytes = image.rgb;
-  } else if (format == PNG_FORMAT_GRAY) {
-    for (std::size_t i = 0; i < pixels; ++i) bytes.push_back(image.rgb[i * 3]);
-  } else if (format == PNG_FORMAT_RGBA) {
-    for (std::size_t i = 0; i < pixels; ++i) {
-      bytes.insert(bytes.end(), &image.rgb[i * 3], &image.rgb[i * 3] + 3);
-      bytes.push_back(255);
-    }
+  if (format == PNG_FORMAT_RGB || format == PNG_FORMAT_GRAY || format == PNG_FORMAT_RGBA) {
+    // Grey takes the red byte; alpha is opaque.
+    for (std::size_t i = 0; i < pixels; ++i)
+      for (unsigned c = 0; c < PNG_IMAGE_PIXEL_CHANNELS(format); ++c)
+        bytes.push_back(c == 3 ? 255 : image.rgb[i * 3 + c]);
   } else if (format == PNG_FORMAT_LINEAR_Y) {
     // 16-bit linear grey: the sRGB byte v becomes its linear value scaled to 65535.
     for (std::size_t i = 0; i < pixels; ++i) {
@@ -160,8 +156,8 @@ std::vector<Image> ReadWebP(const std::filesystem::path& path) {
   return frames;
 }
 
-GifInfo ReadGif(const std::filesystem::path& path) {
-  GifInfo result;
+Clip ReadGif(const std::filesystem::path& path) {
+  Clip result;
   int error = 0;
   GifFileType* gif = DGifOpenFileName(path.c_str(), &error);
   if (gif == nullptr || DGifSlurp(gif) != GIF_OK) {
@@ -169,12 +165,11 @@ GifInfo ReadGif(const std::filesystem::path& path) {
     if (gif != nullptr) DGifCloseFile(gif, &error);
     return result;
   }
-  result.frames = gif->ImageCount;
-  result.width = static_cast<unsigned>(gif->SWidth);
-  result.height = static_cast<unsigned>(gif->SHeight);
+  result = {gif->ImageCount, static_cast<unsigned>(gif->SWidth),
+            static_cast<unsigned>(gif->SHeight)};
   for (int i = 0; i < gif->ImageCount; ++i) {
     GraphicsControlBlock control;
-    if (DGifSavedExtensionToGCB(gif, i, &control) == GIF_OK) result.totalDelay += control.DelayTime;
+    if (DGifSavedExtensionToGCB(gif, i, &control) == GIF_OK) result.hundredths += control.DelayTime;
   }
   DGifCloseFile(gif, &error);
   return result;
@@ -184,16 +179,14 @@ bool HaveProgram(const std::string& name) {
   return std::system(("command -v " + name + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-bool ProbeVideo(const std::filesystem::path& path, int& frames, unsigned& width, unsigned& height) {
-  if (!HaveProgram("ffprobe")) return false;
+Clip ProbeVideo(const std::filesystem::path& path) {
   const std::string out = Capture(
       "ffprobe -v error -count_frames -select_streams v:0 -show_entries "
       "stream=nb_read_frames,width,height -of csv=p=0 '" +
       path.string() + "'");
-  frames = -1;
-  width = height = 0;
-  std::sscanf(out.c_str(), "%u,%u,%d", &width, &height, &frames);
-  return true;
+  Clip clip;
+  std::sscanf(out.c_str(), "%u,%u,%d", &clip.width, &clip.height, &clip.frames);
+  return clip;
 }
 
 int MaxDifference(const Image& a, const Image& b) {
@@ -208,6 +201,10 @@ void ProgramTest::SetUp() {
   char name[] = "/tmp/kelo-app-test-XXXXXX";
   ASSERT_NE(mkdtemp(name), nullptr);
   dir_ = name;
+  a_ = MakeImage(48, 32, Warm);
+  b_ = MakeImage(48, 32, Cool);
+  WritePng(Path("a.png"), a_, PNG_FORMAT_RGB);
+  WritePng(Path("b.png"), b_, PNG_FORMAT_RGB);
 }
 
 void ProgramTest::TearDown() {
@@ -228,6 +225,16 @@ Result ProgramTest::Run(const std::string& args, const std::string& environment)
   std::filesystem::remove(out);
   std::filesystem::remove(err);
   return result;
+}
+
+void ProgramTest::Succeeds(const std::string& args) {
+  const Result result = Run(args);
+  EXPECT_EQ(result.code, 0) << args << "\n" << result.err;
+}
+
+Image ProgramTest::RunPng(const std::string& args, const std::string& output) {
+  Succeeds(args + " -o " + output);
+  return ReadPng(Path(output));
 }
 
 std::vector<std::string> ProgramTest::Files() const {

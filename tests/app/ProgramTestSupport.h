@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,9 @@ struct Rgb {
 struct Image {
   unsigned width = 0, height = 0;
   std::vector<std::uint8_t> rgb;
+  // Black outside the picture, so that a missing output fails its checks without a crash.
   Rgb At(unsigned x, unsigned y) const {
+    if (x >= width || y >= height) return {0, 0, 0};
     const std::uint8_t* p = &rgb[(static_cast<std::size_t>(y) * width + x) * 3];
     return {p[0], p[1], p[2]};
   }
@@ -28,15 +31,27 @@ struct Image {
 // A width x height picture whose pixel (x, y) is colour(x, y).
 template <class F>
 Image MakeImage(unsigned width, unsigned height, F colour) {
-  Image image{width, height,
-              std::vector<std::uint8_t>(static_cast<std::size_t>(width) * height * 3)};
+  Image image{width, height, {}};
   for (unsigned y = 0; y < height; ++y)
     for (unsigned x = 0; x < width; ++x) {
       const Rgb c = colour(x, y);
-      std::uint8_t* p = &image.rgb[(static_cast<std::size_t>(y) * width + x) * 3];
-      p[0] = c.r, p[1] = c.g, p[2] = c.b;
+      image.rgb.insert(image.rgb.end(), {c.r, c.g, c.b});
     }
   return image;
+}
+
+// Two gradients every pixel of which differs, and a picture whose left half is red and right
+// half blue.
+inline Rgb Warm(unsigned x, unsigned y) {
+  return {static_cast<std::uint8_t>(x * 5), static_cast<std::uint8_t>(200 - y * 3), 40};
+}
+inline Rgb Cool(unsigned x, unsigned y) {
+  return {30, static_cast<std::uint8_t>(y * 4), static_cast<std::uint8_t>(250 - x * 4)};
+}
+inline Image Halves(unsigned width, unsigned height) {
+  return MakeImage(width, height, [=](unsigned x, unsigned) {
+    return x < width / 2 ? Rgb{255, 0, 0} : Rgb{0, 0, 255};
+  });
 }
 
 // Writes PNG in one of libpng's simplified formats (PNG_FORMAT_RGB, _GRAY, _RGBA, _LINEAR_Y,
@@ -45,19 +60,25 @@ void WritePng(const std::filesystem::path& path, const Image& image, unsigned fo
 // Writes a JPEG (quality 95) with an EXIF APP1 segment holding `orientation` when it is not 0.
 void WriteJpeg(const std::filesystem::path& path, const Image& image, int orientation = 0);
 
+std::string ReadFile(const std::filesystem::path& path);
 Image ReadPng(const std::filesystem::path& path);
 // Frames of an animated WebP, fully composed.
 std::vector<Image> ReadWebP(const std::filesystem::path& path);
-// Frame count and screen size of a GIF.
-struct GifInfo {
-  int frames = 0;
-  unsigned width = 0, height = 0;
-  int totalDelay = 0;  // hundredths of a second
-};
-GifInfo ReadGif(const std::filesystem::path& path);
 
-// Frame count and size of a video through ffprobe (false when ffprobe is missing).
-bool ProbeVideo(const std::filesystem::path& path, int& frames, unsigned& width, unsigned& height);
+// What an animation or a video holds: its frames, their size, and (GIF only) the sum of the
+// frame delays in hundredths of a second.
+struct Clip {
+  int frames = -1;
+  unsigned width = 0, height = 0;
+  int hundredths = 0;
+  friend bool operator==(const Clip&, const Clip&) = default;
+  friend std::ostream& operator<<(std::ostream& out, const Clip& c) {
+    return out << c.frames << " frames " << c.width << "x" << c.height << " " << c.hundredths;
+  }
+};
+Clip ReadGif(const std::filesystem::path& path);
+// Through ffprobe; the test skips video checks when it is missing.
+Clip ProbeVideo(const std::filesystem::path& path);
 bool HaveProgram(const std::string& name);
 
 // The largest difference of any byte between two pictures of the same size (256 if the sizes
@@ -69,7 +90,8 @@ struct Result {
   std::string out, err;
 };
 
-// A scratch folder per test, removed afterwards; Run() starts the program inside it.
+// A scratch folder per test holding a.png (Warm) and b.png (Cool), 48 x 32, removed
+// afterwards; Run() starts the program inside it.
 class ProgramTest : public testing::Test {
  protected:
   void SetUp() override;
@@ -77,11 +99,16 @@ class ProgramTest : public testing::Test {
   // Runs kelo with `args` (shell words, already quoted where needed) in the scratch folder;
   // `environment` is put before the program, e.g. "PATH=/nowhere".
   Result Run(const std::string& args, const std::string& environment = "");
+  // Runs kelo with `args`, which must succeed.
+  void Succeeds(const std::string& args);
+  // Runs kelo with `args` and "-o output", which must succeed, and reads the PNG it wrote.
+  Image RunPng(const std::string& args, const std::string& output);
   std::filesystem::path Path(const std::string& name) const { return dir_ / name; }
   // Every file name in the scratch folder (recursively, relative), hidden ones included.
   std::vector<std::string> Files() const;
 
   std::filesystem::path dir_;
+  Image a_, b_;
 };
 
 }  // namespace apptest

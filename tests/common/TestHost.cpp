@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "sdk/ModuleLibrary.h"
+#include "sdk/Text.h"
 
 namespace testhost {
 
@@ -28,8 +29,7 @@ IComponentCollection* Global() {
   return global;
 }
 
-ComPtr<ICIF> MakePicture(unsigned width, unsigned height, int bitsPerPixel,
-                         unsigned char (*pattern)(unsigned x, unsigned y, unsigned c)) {
+ComPtr<ICIF> MakePicture(unsigned width, unsigned height, int bitsPerPixel, Pattern pattern) {
   auto image = Create<ICIFImageDIB>(L"CIFImageDIB");
   if (!image) return {};
   const int format = bitsPerPixel == 8    ? kFormatMono
@@ -48,10 +48,8 @@ ComPtr<ICIF> MakePicture(unsigned width, unsigned height, int bitsPerPixel,
 }
 
 std::vector<unsigned char> Bytes(ICIF* picture) {
-  unsigned width = 0, height = 0, planes = 0;
-  int bits = 0, format = 0, formatC = 0;
-  picture->GetSize(&width, &height, &planes);
-  picture->GetFormat(&bits, &format, &formatC);
+  if (picture == nullptr) return {};
+  const auto [width, height, bits, format] = Shape(picture);
   int info = 0, stride = 0;
   unsigned char* first = nullptr;
   picture->GetPlaneLines(0, &info, &first, &stride);
@@ -63,6 +61,29 @@ std::vector<unsigned char> Bytes(ICIF* picture) {
     bytes.insert(bytes.end(), row, row + rowBytes);
   }
   return bytes;
+}
+
+std::tuple<unsigned, unsigned, int, int> Shape(ICIF* picture) {
+  unsigned width = 0, height = 0, planes = 0;
+  int bits = 0, format = 0, formatC = 0;
+  if (picture == nullptr) return {};
+  picture->GetSize(&width, &height, &planes);
+  picture->GetFormat(&bits, &format, &formatC);
+  return {width, height, bits, format};
+}
+
+std::wstring Text(IUnknown* object) {
+  ComPtr<IString> string;
+  if (object != nullptr) object->QueryInterface(IString::kIID, string.PutVoid());
+  return std::wstring(kelo_text::TextOf(string.Get()));
+}
+
+std::wstring NameOf(IUnknown* object) {
+  ComPtr<IObjectInfo> info;
+  if (object != nullptr) object->QueryInterface(IObjectInfo::kIID, info.PutVoid());
+  tagREFString name{0, nullptr};
+  if (info) info->GetName(0, &name);
+  return std::wstring(kelo_text::ViewOf(name));
 }
 
 }  // namespace testhost

@@ -1,8 +1,10 @@
 // A minimal host for tests: loads "CollectionsEx" from ./_binARM64 (tests run in the build
-// folder) and gives its global component collection and helpers to make pictures.
+// folder) and gives its global component collection, helpers to make pictures and to read what
+// objects hand out. Shared with the benchmarks: no test framework here.
 #pragma once
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "sdk/Collections.h"
@@ -22,11 +24,21 @@ ComPtr<I> Create(std::wstring_view component) {
   return object;
 }
 
+using Pattern = unsigned char (*)(unsigned x, unsigned y, unsigned c);
+
 // A picture of the given size and bits per pixel whose byte at (x, y, c) is pattern(x, y, c).
-ComPtr<ICIF> MakePicture(unsigned width, unsigned height, int bitsPerPixel,
-                         unsigned char (*pattern)(unsigned x, unsigned y, unsigned c));
+ComPtr<ICIF> MakePicture(unsigned width, unsigned height, int bitsPerPixel, Pattern pattern);
 
 // Every meaningful byte of a picture, rows concatenated (stride padding left out).
 std::vector<unsigned char> Bytes(ICIF* picture);
+
+// Width, height, bits per pixel and format code of a picture.
+std::tuple<unsigned, unsigned, int, int> Shape(ICIF* picture);
+
+// The text of an object answering IString, or "" for none.
+std::wstring Text(IUnknown* object);
+
+// The object name an object gives through IObjectInfo, or "" for none.
+std::wstring NameOf(IUnknown* object);
 
 }  // namespace testhost

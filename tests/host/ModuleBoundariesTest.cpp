@@ -16,10 +16,8 @@
 #include "tests/common/TestHost.h"
 #include "tests/host/StorageTestSupport.h"
 
+namespace storagetest {
 namespace {
-
-using coretest::Str;
-using coretest::Text;
 
 // The lines a command prints, or nothing when it cannot be run.
 std::vector<std::string> Lines(const std::string& command) {
@@ -36,6 +34,8 @@ std::vector<std::string> Lines(const std::string& command) {
   return lines;
 }
 
+// Catches: a host module exporting more than its two entry points, Storage carrying a copy of
+// the core.
 TEST(HostModules, ExportOnlyTheirEntryPointsAndCarryNoSecondCore) {
   if (Lines("nm --version").empty()) GTEST_SKIP() << "no nm to read the modules with";
   for (const char* module : {"CollectionsEx", "Imaging", "Storage"}) {
@@ -64,14 +64,15 @@ class RecordingCollection final : public testhost::StubCollection<RecordingColle
   }
 };
 
-using StorageBoundary = storagetest::StorageTest;
+using StorageBoundary = StorageTest;
 
+// Catches: Storage making a string or an object otherwise than through the collection it was
+// given (in the static library or the shared module), or falling back on a core of its own.
 TEST_F(StorageBoundary, MakesStringsAndObjectsOnlyThroughTheCollectionItWasGiven) {
   auto recorder = ComPtr<RecordingCollection>::Adopt(new RecordingCollection());
   auto folder = ComPtr<IFolderStream>::Adopt(new host::storage::FolderStream());
   folder->WriteString(RefView(L"Text"), Str(L"value").Get());
-  folder->WriteObject(RefView(L"Page"),
-                      coretest::Make<IUnknown>(L"UIPropInterrogatePropPage").Get());
+  folder->WriteObject(RefView(L"Page"), Make<IUnknown>(L"UIPropInterrogatePropPage").Get());
   auto strings = ComPtr<IStringTable>::Adopt(new host::storage::StringTable());
   ASSERT_EQ(strings->Open(Str(L"KeloTransitionTexts").Get()), S_OK);
 
@@ -113,3 +114,4 @@ TEST_F(StorageBoundary, MakesStringsAndObjectsOnlyThroughTheCollectionItWasGiven
 }
 
 }  // namespace
+}  // namespace storagetest

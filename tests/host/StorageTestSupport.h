@@ -15,6 +15,10 @@
 
 namespace storagetest {
 
+using coretest::Make;
+using coretest::Str;
+using coretest::Text;
+
 // A fresh folder under the system's temporary folder, removed with everything in it.
 class ScratchFolder {
  public:

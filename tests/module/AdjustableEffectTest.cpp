@@ -10,6 +10,7 @@
 #include "sdk/ComPtr.h"
 #include "support/REFString.h"
 #include "tests/common/TestHost.h"
+#include "tests/module/ModuleTestSupport.h"
 
 namespace {
 
@@ -63,21 +64,19 @@ const EffectDeclaration<CBandsProbe> CBandsProbe::kDeclaration{
 };
 
 ComPtr<IUIPropInterrogateEx> MakeProbe(CBandsProbe** raw) {
-  ComPtr<IUIPropInterrogateEx> properties;
-  IID iid = IID_IUIPropInterrogate;
-  EXPECT_EQ(CObject<CBandsProbe>::_CreateInstance(nullptr, &iid, properties.PutVoid()), S_OK);
-  *raw = static_cast<CBandsProbe*>(static_cast<CObject<CBandsProbe>*>(properties.Get()));
+  auto properties = moduletest::New<CBandsProbe, IUIPropInterrogateEx>(IID_IUIPropInterrogate);
+  *raw = moduletest::Raw<CBandsProbe>(properties);
   return properties;
 }
 
+// Catches: a declared entry missing or without its starting value, range or choices, an
+// interface of the shape (the effect's own included) not answered.
 TEST(AdjustableEffect, FinalConstructAddsTheDeclaredEntriesWithTheirStartingValues) {
   testhost::Global();
   CBandsProbe* probe = nullptr;
   auto properties = MakeProbe(&probe);
-  EXPECT_EQ(probe->direction, 0);
-  EXPECT_EQ(probe->bands, 3);
-  EXPECT_EQ(probe->style, 0);
-  EXPECT_EQ(probe->turns, 1.1);
+  EXPECT_EQ(std::tuple(probe->direction, probe->bands, probe->style, probe->turns),
+            std::tuple(0, 3, 0, 1.1));
 
   int count = 0, low = 0, high = 0;
   EXPECT_EQ(properties->Inquire(UIPROP_ALL, &count), S_OK);
@@ -100,15 +99,15 @@ TEST(AdjustableEffect, FinalConstructAddsTheDeclaredEntriesWithTheirStartingValu
   const IID* interfaces[] = {&IID_IObjectInfo,           &IID_IKeloTransition,   &IShutter::kIID,
                              &IID_IRandomizableObject,   &IID_IReplicableObject, &IID_IDataPersist,
                              &IID_IUIPropertyPageSpecify};
-  for (const IID* iid : interfaces) {
-    ComPtr<IUnknown> answer;
-    EXPECT_EQ(properties->QueryInterface(*iid, answer.PutVoid()), S_OK);
-  }
+  for (const IID* iid : interfaces)
+    EXPECT_EQ(properties->QueryInterface(*iid, ComPtr<IUnknown>().PutVoid()), S_OK);
   short bands = 0;
   properties.As<IShutter>()->get_Bands(&bands);
   EXPECT_EQ(bands, 3);
 }
 
+// Catches: Randomize drawing outside the declared ranges, missing values of them, or touching
+// entries without a random range.
 TEST(AdjustableEffect, RandomizeDrawsOnlyTheDeclaredRanges) {
   CBandsProbe* probe = nullptr;
   auto properties = MakeProbe(&probe);
@@ -121,10 +120,11 @@ TEST(AdjustableEffect, RandomizeDrawsOnlyTheDeclaredRanges) {
   }
   EXPECT_EQ(directions, (std::set<int>{0, 1}));
   EXPECT_EQ(bands, (std::set<int>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
-  EXPECT_EQ(probe->style, 77);  // no random range: left alone
-  EXPECT_EQ(probe->turns, 1.1);
+  EXPECT_EQ(std::pair(probe->style, probe->turns), std::pair(77, 1.1));  // no random range
 }
 
+// Catches: a setting not copied (or clamped) by Replicate, a page naming a string table the
+// declaration did not give.
 TEST(AdjustableEffect, ReplicateCopiesEverySettingAndPagesNameNoTable) {
   CBandsProbe* probe = nullptr;
   auto properties = MakeProbe(&probe);
@@ -136,12 +136,10 @@ TEST(AdjustableEffect, ReplicateCopiesEverySettingAndPagesNameNoTable) {
   ComPtr<IUnknown> copy;
   ASSERT_EQ(properties.As<IReplicableObject>()->Replicate(copy.Put()), S_OK);
   ASSERT_TRUE(copy.As<IKeloTransition>());
-  auto* copied = static_cast<CBandsProbe*>(
-      static_cast<CObject<CBandsProbe>*>(static_cast<IKeloTransition*>(copy.Get())));
-  EXPECT_EQ(copied->direction, 3);
-  EXPECT_EQ(copied->bands, -5);
-  EXPECT_EQ(copied->style, 2);
-  EXPECT_EQ(copied->turns, static_cast<double>(2.7f));  // a double travels as a float
+  const auto* copied = moduletest::Raw<CBandsProbe>(copy);
+  // A double travels as a float.
+  EXPECT_EQ(std::tuple(copied->direction, copied->bands, copied->style, copied->turns),
+            std::tuple(3, -5, 2, static_cast<double>(2.7f)));
 
   // The page entry names no string table when the declaration gives none.
   ComPtr<INamedCollection> pages;

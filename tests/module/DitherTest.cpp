@@ -11,9 +11,12 @@
 #include "effects/Dither.h"
 #include "effects/TransitionHelper.h"
 #include "tests/common/TestHost.h"
+#include "tests/module/ModuleTestSupport.h"
 
 namespace {
 
+using testhost::Bytes;
+using testhost::MakePicture;
 using Pixels = std::vector<std::uint8_t>;
 
 // The rule as stated, pixel by pixel: draw cx then cy; a draw on a cell already at t does not
@@ -48,6 +51,8 @@ Pixels Render(DitherMask& mask, Pixels& buffer) {
   return pixels;
 }
 
+// Catches: a cell drawn, skipped or repeated differently from the rule, a guard byte written, a
+// row left stale, at sizes below, at and past the 100-pixel cell grid.
 TEST(DitherMask, MatchesTheLiteralRuleAtEverySize) {
   // Cell counts, alternately away from the fill and back towards it; no step asks for more
   // cells than can change (the literal loop would never end).
@@ -84,6 +89,7 @@ TEST(DitherMask, MatchesTheLiteralRuleAtEverySize) {
   }
 }
 
+// Catches: the share of 10000 cells rounded or clamped wrongly, NaN and negatives not zero.
 TEST(DitherMask, CellCounts) {
   const std::pair<double, std::uint32_t> counts[] = {{0.5, 5000u},       {0.12345, 1234u},
                                                      {0.0, 0u},          {-0.25, 0u},
@@ -109,78 +115,61 @@ ComPtr<ICIF> Compose(ICIF* from, ICIF* to, ICIF* mask) {
   return ComPtr<ICIF>::Adopt(out);
 }
 
+// Catches: a wrong byte in any format pair, at widths around the 16- and 8-pixel steps of the
+// row loops: to's bytes where the mask is not 0, else from's; from's fourth byte dropped for
+// 32 -> 24, and 24 -> 32 gives a fourth byte of 255.
 TEST(ApplyMask, EveryFormatPairByteForByte) {
-  const int pairs[][2] = {{8, 8}, {24, 24}, {32, 32}, {32, 24}, {24, 32}};
-  // Widths around the 16- and 8-pixel steps of the row loops.
   for (unsigned width : {1u, 7u, 8u, 16u, 37u, 53u, 100u}) {
-    const unsigned height = 5;
-    const ComPtr<ICIF> mask = testhost::MakePicture(width, height, 8, MaskPattern);
-    const auto m = testhost::Bytes(mask.Get());
-    for (const auto& [fromBits, toBits] : pairs) {
-      const ComPtr<ICIF> from = testhost::MakePicture(width, height, fromBits, PatternA);
-      const ComPtr<ICIF> to = testhost::MakePicture(width, height, toBits, PatternB);
+    const ComPtr<ICIF> mask = MakePicture(width, 5, 8, MaskPattern);
+    const auto m = Bytes(mask.Get());
+    for (auto [fromBits, toBits] : {std::pair{8, 8}, {24, 24}, {32, 32}, {32, 24}, {24, 32}}) {
+      const ComPtr<ICIF> from = MakePicture(width, 5, fromBits, PatternA);
+      const ComPtr<ICIF> to = MakePicture(width, 5, toBits, PatternB);
       const ComPtr<ICIF> out = Compose(from.Get(), to.Get(), mask.Get());
       ASSERT_TRUE(out);
-      int bits = 0, format = 0, toFormat = 0, formatC = 0;
-      to->GetFormat(&bits, &toFormat, &formatC);
-      out->GetFormat(&bits, &format, &formatC);
-      EXPECT_EQ(std::pair(bits, format), std::pair(toBits, toFormat));
-      // Per pixel (so also the size), to's bytes where the mask is not 0, else from's; from's
-      // fourth byte is dropped for 32 -> 24, and 24 -> 32 gives a fourth byte of 255.
-      const auto f = testhost::Bytes(from.Get()), t = testhost::Bytes(to.Get());
+      EXPECT_EQ(testhost::Shape(out.Get()), testhost::Shape(to.Get()));
+      const auto f = Bytes(from.Get()), t = Bytes(to.Get());
       const unsigned fb = fromBits / 8, tb = toBits / 8;
-      std::vector<unsigned char> expected(width * height * tb);
+      std::vector<unsigned char> expected(width * 5 * tb);
       for (std::size_t i = 0; i < expected.size(); ++i) {
         const std::size_t p = i / tb, c = i % tb;
         expected[i] = c >= fb ? 255 : m[p] != 0 ? t[i] : f[p * fb + c];
       }
-      EXPECT_EQ(testhost::Bytes(out.Get()), expected) << fromBits << "->" << toBits << " " << width;
+      EXPECT_EQ(Bytes(out.Get()), expected) << fromBits << "->" << toBits << " " << width;
     }
   }
 }
 
+// Catches: a `from` of another size not resampled to to's size; a mask of the wrong size or a
+// missing picture accepted.
 TEST(ApplyMask, ResamplesFromAndRefusesBadInput) {
-  const ComPtr<ICIF> mask = testhost::MakePicture(20, 4, 8, MaskPattern);
-  const ComPtr<ICIF> colour = testhost::MakePicture(20, 4, 24, PatternB);
-  // A from of another size is resampled to to's size first (a flat picture stays flat).
-  const ComPtr<ICIF> big = testhost::MakePicture(
+  const ComPtr<ICIF> mask = MakePicture(20, 4, 8, MaskPattern);
+  const ComPtr<ICIF> colour = MakePicture(20, 4, 24, PatternB);
+  // A flat picture stays flat when resampled.
+  const ComPtr<ICIF> big = MakePicture(
       40, 8, 24, [](unsigned, unsigned, unsigned c) { return static_cast<unsigned char>(60 + c); });
-  const ComPtr<ICIF> out = Compose(big.Get(), colour.Get(), mask.Get());
-  const auto bytes = testhost::Bytes(out.Get()), to = testhost::Bytes(colour.Get());
-  const auto m = testhost::Bytes(mask.Get());
+  const auto bytes = Bytes(Compose(big.Get(), colour.Get(), mask.Get()).Get());
+  const auto to = Bytes(colour.Get()), m = Bytes(mask.Get());
   ASSERT_EQ(bytes.size(), 20u * 4 * 3);
   for (std::size_t i = 0; i < bytes.size(); ++i)
     ASSERT_EQ(bytes[i], m[i / 3] != 0 ? to[i] : 60 + i % 3) << i;
 
   ICIF* result = nullptr;
-  const ComPtr<ICIF> smallMask = testhost::MakePicture(19, 4, 8, MaskPattern);
+  const ComPtr<ICIF> smallMask = MakePicture(19, 4, 8, MaskPattern);
   EXPECT_EQ(CTransitionHelper::ApplyMask(colour.Get(), colour.Get(), smallMask.Get(), &result),
             E_INVALIDARG);
   EXPECT_EQ(CTransitionHelper::ApplyMask(nullptr, colour.Get(), mask.Get(), &result), E_INVALIDARG);
   EXPECT_EQ(result, nullptr);
 }
 
-template <class Effect>
-ComPtr<IKeloTransition> Make() {
-  ComPtr<IKeloTransition> effect;
-  IID iid = IID_IKeloTransition;
-  EXPECT_EQ(CObject<Effect>::_CreateInstance(nullptr, &iid, effect.PutVoid()), S_OK);
-  return effect;
-}
-
 // One frame of a w x h 24-bit transition, per pixel: true where it shows to, false where from;
 // fails on a pixel that is neither.
 std::vector<bool> Frame(IKeloTransition* effect, unsigned w, unsigned h, double progress) {
-  const ComPtr<ICIF> from = testhost::MakePicture(w, h, 24, PatternA);
-  const ComPtr<ICIF> to = testhost::MakePicture(w, h, 24, PatternB);
-  ICIF* out = nullptr;
-  EXPECT_EQ(effect->DoTransition(from.Get(), to.Get(), &out, progress), S_OK);
-  if (out == nullptr) return {};
-  const auto o = testhost::Bytes(out), f = testhost::Bytes(from.Get()),
-             t = testhost::Bytes(to.Get());
-  out->Release();
+  const ComPtr<ICIF> from = MakePicture(w, h, 24, PatternA), to = MakePicture(w, h, 24, PatternB);
+  const auto o = Bytes(moduletest::Render(effect, from.Get(), to.Get(), progress).Get());
+  const auto f = Bytes(from.Get()), t = Bytes(to.Get());
   EXPECT_EQ(o.size(), t.size());
-  std::vector<bool> shows(o.size() / 3);
+  std::vector<bool> shows(std::min(o.size(), t.size()) / 3);
   for (std::size_t p = 0; p < shows.size(); ++p) {
     const bool isTo = std::equal(&o[3 * p], &o[3 * p + 3], &t[3 * p]);
     EXPECT_NE(isTo, std::equal(&o[3 * p], &o[3 * p + 3], &f[3 * p])) << "pixel " << p;
@@ -193,8 +182,10 @@ double Share(const std::vector<bool>& shows) {
   return static_cast<double>(std::count(shows.begin(), shows.end(), true)) / shows.size();
 }
 
+// Catches: a share of to-pixels off the progress, a pattern reused between frames, a pattern
+// that does not repeat every 100 pixels, small pictures mishandled, a missing picture accepted.
 TEST(Dither, ShareOfToPixelsTracksProgress) {
-  auto dither = Make<CDither>();
+  auto dither = moduletest::New<CDither>();
   EXPECT_EQ(Share(Frame(dither.Get(), 600, 400, 0.0)), 0.0);
   EXPECT_EQ(Share(Frame(dither.Get(), 600, 400, 1.0)), 1.0);
   for (double progress : {0.02, 0.1, 0.25, 0.5, 0.75, 0.9, 0.98})
@@ -211,12 +202,14 @@ TEST(Dither, ShareOfToPixelsTracksProgress) {
   // A picture below 101 pixels keeps the pattern inside it.
   EXPECT_NEAR(Share(Frame(dither.Get(), 40, 3, 0.5)), 0.5, 0.3);
   ICIF* out = nullptr;
-  const ComPtr<ICIF> to = testhost::MakePicture(8, 8, 24, PatternB);
-  EXPECT_EQ(dither->DoTransition(nullptr, to.Get(), &out, 0.5), E_INVALIDARG);
+  EXPECT_EQ(dither->DoTransition(nullptr, MakePicture(8, 8, 24, PatternB).Get(), &out, 0.5),
+            E_INVALIDARG);
 }
 
+// Catches: a to-pixel taken back while progress rises, steps below the threshold applied, the
+// next change measured from the wrong progress.
 TEST(DitherCumulative, OnlyAddsWhileProgressRises) {
-  auto dither = Make<CDitherCumulative>();
+  auto dither = moduletest::New<CDitherCumulative>();
   std::vector<bool> previous = Frame(dither.Get(), 600, 400, 0.0);
   EXPECT_EQ(Share(previous), 0.0);
   // Each frame keeps every to-pixel of the last one (going back only removes some).
@@ -240,8 +233,9 @@ TEST(DitherCumulative, OnlyAddsWhileProgressRises) {
   EXPECT_TRUE(keeps(moved, Frame(dither.Get(), 600, 400, 0.6)));
 }
 
+// Catches: a mask kept across a new size or a new run (Uninitialize).
 TEST(DitherCumulative, NewRunsAndNewSizesStartANewMask) {
-  auto dither = Make<CDitherCumulative>();
+  auto dither = moduletest::New<CDitherCumulative>();
   Frame(dither.Get(), 300, 300, 0.2);
   EXPECT_GT(Share(Frame(dither.Get(), 300, 300, 0.9)), 0.6);
   // Another size starts from a fresh fill: 0.1 shows about a tenth.

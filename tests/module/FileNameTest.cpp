@@ -10,10 +10,7 @@
 
 namespace {
 
-std::wstring Text(IString* string) {
-  const CREFString view(string);
-  return std::wstring(view.text, static_cast<std::size_t>(view.length));
-}
+using testhost::Text;
 
 // Runs a two-string helper and gives its text, or "<failed>".
 template <class F>
@@ -25,6 +22,9 @@ std::wstring Call(F helper, const std::wstring& a, const std::wstring& b = L"") 
   return Text(out.Get());
 }
 
+// Catches: the install path not the folder that holds _binARM64, relative paths that mind case
+// or match parts of folder names, absolute paths not normalised, mappings not found, misread or
+// kept after they are removed.
 TEST(FileNames, RelativeAbsoluteAndMapped) {
   ComPtr<IString> installString;
   ASSERT_EQ(FILENAMEGetInstallPath(installString.Put()), S_OK);

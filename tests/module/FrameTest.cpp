@@ -9,8 +9,12 @@
 #include "effects/KeloTransitions.h"
 #include "frame/Object.h"
 #include "sdk/ComPtr.h"
+#include "tests/common/TestHost.h"
+#include "tests/module/ModuleTestSupport.h"
 
 namespace {
+
+using testhost::NameOf;
 
 std::array<unsigned char, 16> Bytes(const IID& id) {
   std::array<unsigned char, 16> bytes{};
@@ -18,6 +22,8 @@ std::array<unsigned char, 16> Bytes(const IID& id) {
   return bytes;
 }
 
+// Catches: a wrong packing of the name into the identity, case not folded, the shared codes or
+// the 25-character limit lost, the sixth bit of a code dropped at a field or word boundary.
 TEST(Identity, WorkedValuesCaseFoldingAndLimits) {
   EXPECT_EQ(Bytes(__IIDOfc("ICIF")), (std::array<unsigned char, 16>{0x69, 0x24, 0x03, 0x00}));
   EXPECT_EQ(Bytes(__IIDOfc("IUnknown")),
@@ -38,6 +44,7 @@ TEST(Identity, WorkedValuesCaseFoldingAndLimits) {
   EXPECT_EQ(__IIDOfc("AAAAAA4").words[1], 8u);
 }
 
+// Catches: an identity the module exports differing from the one hosts compile in.
 TEST(Identity, ExportedIdentitiesMatchTheSdk) {
   EXPECT_EQ(IID_IUnknown, IUnknown::kIID);
   EXPECT_EQ(IID_ICIF, ICIF::kIID);
@@ -48,16 +55,11 @@ TEST(Identity, ExportedIdentitiesMatchTheSdk) {
   EXPECT_NE(IID_IUIPropInterrogateEx, IID_IUIPropInterrogate);
 }
 
-template <class I>
-ComPtr<I> CreateDissolve(const IID& iid) {
-  ComPtr<I> object;
-  IID wanted = iid;
-  EXPECT_EQ(CObject<CDissolve>::_CreateInstance(nullptr, &wanted, object.PutVoid()), S_OK);
-  return object;
-}
-
+// Catches: a wrong count from AddRef or Release, IUnknown not the one primary pointer, the wrong
+// name (whatever the reserved argument), a refusal that writes the out pointer or keeps a
+// reference.
 TEST(ComponentObject, QueryInterfaceTableAndReferenceCounts) {
-  ComPtr<IKeloTransition> transition = CreateDissolve<IKeloTransition>(IID_IKeloTransition);
+  auto transition = moduletest::New<CDissolve>();
   ASSERT_TRUE(transition);
   EXPECT_EQ(transition->AddRef(), 2u);
   EXPECT_EQ(transition->Release(), 1u);
@@ -91,22 +93,19 @@ TEST(ComponentObject, QueryInterfaceTableAndReferenceCounts) {
 // A class that counts its constructions and destructions and can fail to construct.
 int gLive = 0;
 HRESULT gConstructResult = S_OK;
-class CProbe : public CObjectRoot, public IObjectInfoImpl<CProbe>, public IKeloTransition {
+class CProbe : public CSimpleTransition<CProbe> {
  public:
   static constexpr tagREFString kName = RefLiteral(L"Probe");
   CProbe() { ++gLive; }
-  static const auto& Interfaces() {
-    static constexpr std::array table{Entry<CProbe, IKeloTransition>(&IID_IKeloTransition)};
-    return table;
-  }
   HRESULT FinalConstruct() override { return gConstructResult; }
   HRESULT DoTransition(ICIF*, ICIF*, ICIF**, double) override { return S_OK; }
-  HRESULT Uninitialize() override { return S_OK; }
 
  protected:
   ~CProbe() { --gLive; }
 };
 
+// Catches: a failed FinalConstruct or a refused identity leaking the object or writing *out; the
+// last Release not destroying it.
 TEST(ComponentObject, FailedCreationLeavesNothingBehind) {
   IID iid = IID_IKeloTransition;
   void* out = reinterpret_cast<void*>(1);
@@ -116,7 +115,7 @@ TEST(ComponentObject, FailedCreationLeavesNothingBehind) {
   EXPECT_EQ(gLive, 0);
 
   gConstructResult = S_OK;
-  iid = IID_IObjectInfo;  // not in the probe's table
+  iid = IID_IDataPersist;  // not in the probe's table
   EXPECT_EQ(CObject<CProbe>::_CreateInstance(nullptr, &iid, &out), E_NOINTERFACE);
   EXPECT_EQ(out, nullptr);
   EXPECT_EQ(gLive, 0);
@@ -128,6 +127,9 @@ TEST(ComponentObject, FailedCreationLeavesNothingBehind) {
   EXPECT_EQ(gLive, 0);
 }
 
+// Catches: a name matched loosely (case, trailing space, prefix), the factory written on
+// failure, a component missing from the list or making an object of the wrong class (presets are
+// the cover effect with a style already set).
 TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
   ComponentFactory factory = nullptr;
   EXPECT_EQ(CreateFunction(RefLiteral(L"DissolveTransition"), &factory), S_OK);
@@ -142,8 +144,6 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
   EXPECT_EQ(CreateFunction(tagREFString{8, L"Dissolve"}, &factory), E_FAIL);
   EXPECT_EQ(factory, reinterpret_cast<ComponentFactory>(1));  // not written on failure
 
-  // Every name the module offers makes a transition named after its class: presets are the
-  // cover effect with a style already set.
   const std::pair<const wchar_t*, const wchar_t*> names[] = {
       {L"PushTransition", L"CoverTransition"},
       {L"CrushTransition", L"CoverTransition"},
@@ -155,14 +155,8 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
       {L"RandomTransition", L"RandomTransition"}};
   EXPECT_EQ(ModuleComponents().size(), std::size(names));
   for (const auto& [component, objectName] : names) {
-    ComponentFactory f = nullptr;
-    ASSERT_EQ(CreateFunction(RefView(component), &f), S_OK) << component;
-    IID iid = IID_IObjectInfo;
-    ComPtr<IObjectInfo> info;
-    ASSERT_EQ(f(nullptr, &iid, info.PutVoid()), S_OK) << component;
-    tagREFString name{};
-    info->GetName(0, &name);
-    EXPECT_EQ(std::wstring(name.text, name.length), objectName);
+    auto info = moduletest::Create<IObjectInfo>(component);
+    EXPECT_EQ(NameOf(info.Get()), objectName);
     EXPECT_TRUE(info.As<IKeloTransition>()) << component;
   }
 }
@@ -171,26 +165,14 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
 // CObject<T> before the frame's own) runs the other release right after this one's decrement,
 // which is where a second thread can slip in. Exactly one of them must destroy the object, and
 // the interrupted one must not read the count again. Memory comes from a buffer that is never
-// freed, so a second destruction is counted rather than corrupting the heap.
+// freed, so a second destruction is counted rather than corrupting the heap; what the count sees
+// is kept outside the object, which is gone when the test reads it.
 int gDestructions = 0;
-// What happened around the interrupted decrement, kept outside the object, which the other
-// release destroys.
-struct Race {
-  std::function<void()> afterDecrement;  // the other release, run once
-  bool interrupted = false;
-  bool countReadAfterwards = false;
-};
-Race gRace;
-
-class CRaceProbe : public CObjectRoot, public IObjectInfoImpl<CRaceProbe>, public IKeloTransition {
+bool gInterrupted = false, gReadAfterInterruption = false;
+class CRaceProbe : public CSimpleTransition<CRaceProbe> {
  public:
   static constexpr tagREFString kName = RefLiteral(L"RaceProbe");
-  static const auto& Interfaces() {
-    static constexpr std::array table{Entry<CRaceProbe, IKeloTransition>(&IID_IKeloTransition)};
-    return table;
-  }
   HRESULT DoTransition(ICIF*, ICIF*, ICIF**, double) override { return S_OK; }
-  HRESULT Uninitialize() override { return S_OK; }
 
   static void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     alignas(std::max_align_t) static unsigned char buffer[1024];
@@ -200,19 +182,20 @@ class CRaceProbe : public CObjectRoot, public IObjectInfoImpl<CRaceProbe>, publi
 
   struct InterruptibleCount {
     std::uint32_t value = 1;
+    std::function<void()> afterDecrement;  // the other release, run once
     std::uint32_t fetch_add(std::uint32_t n, std::memory_order) {
       return std::exchange(value, value + n);
     }
     std::uint32_t fetch_sub(std::uint32_t n, std::memory_order) {
       const std::uint32_t before = std::exchange(value, value - n);
-      if (auto other = std::exchange(gRace.afterDecrement, nullptr)) {
+      if (auto other = std::exchange(afterDecrement, nullptr)) {
         other();
-        gRace.interrupted = true;  // from here on the object is gone
+        gInterrupted = true;  // the count is read again only after this point
       }
       return before;
     }
     std::uint32_t load(std::memory_order) {
-      if (gRace.interrupted) gRace.countReadAfterwards = true;
+      gReadAfterInterruption = gReadAfterInterruption || gInterrupted;
       return value;
     }
   } m_count;
@@ -221,6 +204,8 @@ class CRaceProbe : public CObjectRoot, public IObjectInfoImpl<CRaceProbe>, publi
   ~CRaceProbe() = default;
 };
 
+// Catches: two racing final releases both destroying the object, or the interrupted one reading
+// the count of an object already gone.
 TEST(ComponentObject, RacingFinalReleasesDestroyOnce) {
   IID iid = IID_IKeloTransition;
   IKeloTransition* object = nullptr;
@@ -228,13 +213,15 @@ TEST(ComponentObject, RacingFinalReleasesDestroyOnce) {
             S_OK);
   object->AddRef();
   std::uint32_t otherResult = 99;
-  gRace.afterDecrement = [&] { otherResult = object->Release(); };
+  auto* probe = moduletest::Raw<CRaceProbe>(ComPtr<IKeloTransition>::Share(object));
+  probe->m_count.afterDecrement = [&] { otherResult = object->Release(); };
   gDestructions = 0;
+  gInterrupted = gReadAfterInterruption = false;
   const std::uint32_t result = object->Release();
   EXPECT_EQ(gDestructions, 1);
   EXPECT_EQ(otherResult, 0u);  // the release that reached 0 destroyed the object
   EXPECT_EQ(result, 1u);       // the interrupted one: the count after its own decrement
-  EXPECT_FALSE(gRace.countReadAfterwards);
+  EXPECT_FALSE(gReadAfterInterruption);
 }
 
 }  // namespace

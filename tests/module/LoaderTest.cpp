@@ -19,6 +19,7 @@ class EmptyCollection final : public testhost::StubCollection<EmptyCollection> {
   }
 };
 
+// Catches: a missing module reported on more than one line, or a factory handed out anyway.
 TEST(Loader, MissingModulePrintsOneLineAndGivesNothing) {
   testing::internal::CaptureStdout();
   ComponentFactory factory = MODULECreateFunction(RefLiteral(L"NoSuchModule"), RefLiteral(L"X"));
@@ -29,18 +30,18 @@ TEST(Loader, MissingModulePrintsOneLineAndGivesNothing) {
   EXPECT_EQ(printed.find('\n'), printed.size() - 1) << "exactly one line";
 }
 
+// Catches: a sibling module not found beside this one, an unknown component given a factory.
 TEST(Loader, SiblingModuleFactoryFromItsPath) {
   ComponentFactory factory =
       MODULECreateFunction(RefLiteral(L"CollectionsEx"), RefLiteral(L"ComponentString"));
   ASSERT_NE(factory, nullptr);
   IID iid = IID_IComponentString;
-  IComponentString* component = nullptr;
-  ASSERT_EQ(factory(nullptr, &iid, reinterpret_cast<void**>(&component)), S_OK);
-  component->Release();
+  ASSERT_EQ(factory(nullptr, &iid, ComPtr<IUnknown>().PutVoid()), S_OK);
   EXPECT_EQ(MODULECreateFunction(RefLiteral(L"CollectionsEx"), RefLiteral(L"NoSuchComponent")),
             nullptr);
 }
 
+// Catches: the global collection not held, not released when replaced or cleared.
 TEST(Loader, InitializeModuleSwapsTheGlobalCollection) {
   auto* first = new EmptyCollection();
   auto* second = new EmptyCollection();
@@ -63,6 +64,7 @@ TEST(Loader, InitializeModuleSwapsTheGlobalCollection) {
   InitializeModule(nullptr, testhost::Global());
 }
 
+// Catches: no fallback through "CollectionsEx" when the global collection lacks a component.
 // Runs in a fresh process (the component caches live until unload): with a global collection
 // that knows nothing, strings, variants and collections still come from "CollectionsEx".
 TEST(LoaderDeathTest, FallsBackToCollectionsExWhenTheGlobalCollectionLacksAComponent) {

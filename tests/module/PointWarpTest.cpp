@@ -18,6 +18,8 @@ SixPoints Frame(double w, double h, double dx = 0, double dy = 0) {
           {dx, h + dy},       {w + dx, h + dy}, {w / 2 + dx, h + dy}};
 }
 
+// Catches: the fit or the warp moving pixels that should stay, or drawing over the part of the
+// canvas the moved picture leaves.
 TEST(PointWarp, IdentityKeepsThePictureAndAShiftLeavesTheClearedCanvas) {
   testhost::Global();
   constexpr unsigned kWidth = 40, kHeight = 30;

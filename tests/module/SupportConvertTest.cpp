@@ -10,6 +10,8 @@
 #include "effects/Dither.h"
 #include "sdk/ComPtr.h"
 #include "support/Convert.h"
+#include "tests/common/TestHost.h"
+#include "tests/module/ModuleTestSupport.h"
 
 namespace {
 
@@ -19,13 +21,11 @@ CREFString View(const std::wstring& text) {
 
 // The text of a new string (its reference is released); "<null>" for no string.
 std::wstring Take(IString* string) {
-  if (string == nullptr) return L"<null>";
-  const CREFString view(string);
-  std::wstring text(view.text, static_cast<std::size_t>(view.length));
-  string->Release();
-  return text;
+  return string == nullptr ? L"<null>" : testhost::Text(ComPtr<IString>::Adopt(string).Get());
 }
 
+// Catches: letters read below radix 11, digits checked against the radix, signs or '#' misread,
+// no 32-bit wrap, colours not stored as 0x00BBGGRR.
 TEST(Convert, IntegersSignsRadixesAndWrapping) {
   // Letters need a radix of 11 to 16, digits are not checked against the radix ("19" in octal)
   // and the 32-bit arithmetic wraps.
@@ -40,6 +40,8 @@ TEST(Convert, IntegersSignsRadixesAndWrapping) {
   EXPECT_EQ(_IS2Color(View(L"#00ff80"), 10), 0x80FF00);
 }
 
+// Catches: an exponent read without a non-zero fraction or a sign, hexadecimal not a signed
+// 32-bit value, the fraction's digit limit off by one, the sign of zero lost.
 TEST(Convert, DoublesFractionsAndExponentRules) {
   // The exponent needs a non-zero fraction and an explicit sign; hexadecimal is a signed 32-bit
   // value.
@@ -57,6 +59,7 @@ TEST(Convert, DoublesFractionsAndExponentRules) {
   EXPECT_TRUE(std::signbit(negativeZero));
 }
 
+// Catches: a count other than the characters written, an overflow not reported or not emptied.
 TEST(Convert, FormattingIntoAFixedBuffer) {
   wchar_t buffer[8];
   EXPECT_EQ(_swprintf(buffer, 8, L"%d-%d", 12, 34), 5);
@@ -65,6 +68,8 @@ TEST(Convert, FormattingIntoAFixedBuffer) {
   EXPECT_EQ(buffer[0], 0);
 }
 
+// Catches: numbers written with the wrong decimals or in exponent form, views copied past their
+// length, malformed UTF-8 decoded differently.
 TEST(Convert, StringsFromValuesAndUtf8) {
   EXPECT_EQ(Take(ISCreate(-17)), L"-17");
   EXPECT_EQ(Take(ISCreate(L"wide")), L"wide");
@@ -92,6 +97,8 @@ ComPtr<IVariant> StringVariant(const wchar_t* text) {
   return variant;
 }
 
+// Catches: a presentation code giving the wrong colour, binary or decimal form; a null variant
+// not refused.
 TEST(Convert, VariantsNumbersColoursAndBinary) {
   const auto colour = ComPtr<IVariant>::Adopt(IVCreate(0x00FF8000));
   const auto wide = ComPtr<IVariant>::Adopt(IVCreate(static_cast<int>(0xAB000012u)));
@@ -114,15 +121,15 @@ TEST(Convert, VariantsNumbersColoursAndBinary) {
   EXPECT_EQ(ISCreate(static_cast<IVariant*>(nullptr), -16), nullptr);
 }
 
+// Catches: texts copied instead of handed back, numeric texts not shown as numbers, an object's
+// name not shown.
 TEST(Convert, VariantsHoldingStringsAndObjects) {
   // Texts that are not numbers, and integers of ten characters, come back as the same object.
   for (const wchar_t* text : {L"abc", L"1234567890", L"1-2", L"1.2.3"}) {
     auto variant = StringVariant(text);
     ComPtr<IString> held;
     variant->GetString(held.Put());
-    IString* shown = ISCreate(variant.Get(), -1);
-    EXPECT_EQ(shown, held.Get()) << text;
-    if (shown != nullptr) shown->Release();
+    EXPECT_EQ(ComPtr<IString>::Adopt(ISCreate(variant.Get(), -1)).Get(), held.Get()) << text;
   }
   // Numeric texts are shown as numbers: with a point as a double, else as an integer.
   const std::tuple<const wchar_t*, short, const wchar_t*> numeric[] = {
@@ -139,10 +146,7 @@ TEST(Convert, VariantsHoldingStringsAndObjects) {
   // An object variant shows its object's name; an object without one, or none, shows nothing.
   auto variant = ComPtr<IVariant>::Adopt(CREFString::CreateVariant());
   EXPECT_EQ(Take(ISCreate(variant.Get())), L"");
-  IID iid = IID_IUnknown;
-  ComPtr<IUnknown> effect;
-  ASSERT_EQ(CObject<CDither>::_CreateInstance(nullptr, &iid, effect.PutVoid()), S_OK);
-  variant->SetObject(effect.Get());
+  variant->SetObject(moduletest::New<CDither>().Get());
   EXPECT_EQ(Take(ISCreate(variant.Get())), L"DitherTransition");
   auto string = ComPtr<IString>::Adopt(ISCreate(L"x"));
   variant->SetObject(string.Get());

@@ -52,6 +52,8 @@ CDateTimer Made(const DATETIME& date) {
   return timer;
 }
 
+// Catches: a leap-year rule, month length or time-of-day error against the system calendar;
+// nanoseconds lost; a missing stamp accepted.
 TEST(DateTimer, AgreesWithTheSystemCalendar) {
   // The epoch, 2000-02-29 and the day after, day 366 of 2000, and 2100-02-28 and the day after
   // (2100 is no leap year); then random stamps up to the year 2242.
@@ -65,6 +67,7 @@ TEST(DateTimer, AgreesWithTheSystemCalendar) {
   EXPECT_EQ(timer.SetLinuxTime(static_cast<statx_timestamp*>(nullptr)), E_INVALIDARG);
 }
 
+// Catches: a carry across the day lost, days counted from the month set instead of January.
 TEST(DateTimer, AddingElapsedTime) {
   CDateTimer timer = FromStamp(0);
   timer.AddElapsedTime(86399.5);
@@ -75,6 +78,8 @@ TEST(DateTimer, AddingElapsedTime) {
   EXPECT_EQ(Of(Made({5, 3, 2001, 10, 0, 0.0f}).AddElapsedTime(0)), (Date{5, 1, 2001, 10, 0, 0.0f}));
 }
 
+// Catches: a fresh timer not zero, Reset reading local time or losing the fraction, the time
+// zone offset wrong.
 TEST(DateTimer, ResetReadsTheClockInUTC) {
   CDateTimer timer;
   EXPECT_EQ(Of(timer), (Date{0, 0, 0, 0, 0, 0.0f}));
@@ -91,13 +96,13 @@ TEST(DateTimer, ResetReadsTheClockInUTC) {
 
 // The stream's text without the white space its layout adds.
 std::wstring Compact(const ComPtr<IDataStream>& stream) {
-  const auto string = stream.As<IString>();
-  const CREFString view(string.Get());
-  std::wstring text(view.text, static_cast<std::size_t>(view.length));
+  std::wstring text = testhost::Text(stream.Get());
   std::erase_if(text, [](wchar_t c) { return std::iswspace(static_cast<wint_t>(c)) != 0; });
   return text;
 }
 
+// Catches: an empty date written, an element misnamed or a whole second written with a
+// fraction, loading that needs the enclosing element or an order, or clears what is missing.
 TEST(DateTimer, SavesAndLoadsXML) {
   auto stream = testhost::Create<IDataStream>(L"XMLStream");
   ASSERT_TRUE(stream);
@@ -119,12 +124,13 @@ TEST(DateTimer, SavesAndLoadsXML) {
 
   // Keys are found in any order and without the enclosing element; missing ones stay.
   const std::wstring text = L"<Second>9.25</Second><Minute>8</Minute><Day>5</Day><Year>1999</Year>";
-  auto input = stream.As<IString>();
-  ASSERT_EQ(input->SetText(static_cast<int>(text.size()), text.c_str()), S_OK);
+  ASSERT_EQ(stream.As<IString>()->SetText(static_cast<int>(text.size()), text.c_str()), S_OK);
   EXPECT_EQ(loaded.Load(stream.Get(), 0), S_OK);
   EXPECT_EQ(Of(loaded), (Date{5, 2, 1999, 13, 8, 9.25f}));
 }
 
+// Catches: the year not two bytes least significant first, a zero second written, a round trip
+// losing a field, a missing stream accepted.
 TEST(DateTimer, SavesAndLoadsFolderStreams) {
   auto stream = testhost::Create<IDataStream>(L"FolderStream");
   ASSERT_TRUE(stream);

@@ -13,6 +13,7 @@
 #include "sdk/ComPtr.h"
 #include "support/Convert.h"
 #include "support/REFString.h"
+#include "tests/common/TestHost.h"
 
 namespace {
 
@@ -35,6 +36,8 @@ void Check(const wchar_t* text, HRESULT result, const wchar_t* out, const wchar_
   EXPECT_EQ(Text(view), rest) << text;
 }
 
+// Catches: a wrong result code, a separator kept or dropped, the cursor moved when it should
+// stay (or the reverse), in each line operation.
 TEST(REFString, LineOperations) {
   const auto line = &CREFString::GetLine;
   Check(L"a,b", S_OK, L"a", L"b", line, true, L',', true);
@@ -77,6 +80,8 @@ TEST(REFString, LineOperations) {
   Check(L"ab\tc=d", E_FAIL, L"ab\tc=d", L"ab\tc=d", split, L"", 1);
 }
 
+// Catches: a token of the wrong extent (quotes, numbers with and without exponents, signs,
+// underscores), GetWord consuming its separator or returning the wrong index.
 TEST(REFString, WordsAndTokens) {
   // Text, token ("untouched" on failure), rest. Any token directly followed by a quote loses
   // its first character and the quote.
@@ -101,6 +106,7 @@ TEST(REFString, WordsAndTokens) {
   Check(L"", E_FAIL, L"", L"", word, true, CREFString(L":;", 2));
 }
 
+// Catches: the start-at-zero quirk of Contains fixed or changed, a match found after a restart.
 TEST(REFString, ContainsPositionsKeepTheStartAtZeroQuirk) {
   // A match of two or more characters at 0 reads as 1; the mismatching character is not
   // compared again with the start of the pattern ("aab" is not found in "aaab").
@@ -118,6 +124,7 @@ TEST(REFString, ContainsPositionsKeepTheStartAtZeroQuirk) {
   EXPECT_EQ(view.ContainsChar(CREFString()), E_FAIL);
 }
 
+// Catches: equality reading past the counted length or folding case, separators not turned.
 TEST(REFString, EqualityAndSeparators) {
   EXPECT_TRUE(__REFStringEqual(CREFString(L"ab", 2), CREFString(L"abc", 2)));
   EXPECT_FALSE(__REFStringEqual(CREFString(L"ab", 2), CREFString(L"abc", 3)));
@@ -130,6 +137,7 @@ TEST(REFString, EqualityAndSeparators) {
   EXPECT_EQ(CheckSeparator(CREFString()), E_FAIL);
 }
 
+// Catches: the tag extractor's attributes, value or cursor move wrong in any of its cases.
 TEST(REFString, XMLGetTAGGEDElementsAttributesAndAdvance) {
   struct Case {
     const wchar_t *text, *tag;
@@ -179,11 +187,12 @@ Pairs ReadPairs(ISuperCollection* created) {
     collection->GetValue(i, value.Put());
     int number = -1;
     if (auto variant = value.As<IVariant>()) variant->GetInteger(&number);
-    pairs.emplace_back(Text(CREFString(name.Get())), number);
+    pairs.emplace_back(testhost::Text(name.Get()), number);
   }
   return pairs;
 }
 
+// Catches: pieces numbered wrongly, empty pieces dropped, a trailing separator adding a piece.
 TEST(REFString, CollectionCreateNumbersThePieces) {
   int ids[] = {10, 20, 30};
   EXPECT_EQ(ReadPairs(CollectionCreate(View(L"a|b|c"), L'|', nullptr)),

@@ -9,12 +9,9 @@
 
 namespace {
 
+// Catches: a wrong seeding or tempering, a regeneration of the state block gone wrong (the
+// 10000th output of the standard seed is the published check value).
 TEST(Random, FollowsTheReferenceSequence) {
-  CRandom32 standard(5489);
-  EXPECT_EQ(standard.Random(), 3499211612u);
-  CRandom32 one(1);
-  EXPECT_EQ(one.Random(), 1791095845u);
-
   for (unsigned seed : {5489u, 1u, 0x9E3779B9u, 4294967295u}) {
     CRandom32 generator(seed);
     std::mt19937 reference(seed);
@@ -37,6 +34,8 @@ std::int64_t HundredthsNow() {
          utc.tm_sec * 100LL + now.tv_nsec / 10000000;
 }
 
+// Catches: the clock seed counting anything but hundredths of the UTC year (plus a day), seed 0
+// used as such.
 TEST(Random, ClockSeedCountsHundredthsOfTheYear) {
   const std::int64_t before = HundredthsNow();
   const std::uint32_t seed = CRandom32::ClockSeed();

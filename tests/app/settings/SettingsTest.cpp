@@ -6,8 +6,8 @@
 #include <fstream>
 
 #include "app/Settings.h"
-#include "frame/Object.h"
 #include "properties/PropInterrogate.h"
+#include "tests/module/ModuleTestSupport.h"
 
 namespace kelo {
 // Failures name the kind by its number rather than as bytes.
@@ -43,6 +43,8 @@ class CSettingsProbe : public CObjectRoot,
     AddProperty(7, &scale, kPropFloat, 0, 0);
     return S_OK;
   }
+  // What the probe holds of the numbers.
+  auto Numbers() const { return std::tuple(count, flag, small, ratio, scale); }
   std::int32_t count = 1, flag = 0;
   std::uint8_t small = 0;
   double ratio = 1.0;
@@ -62,14 +64,6 @@ kelo::Host& SharedHost() {
   return host;
 }
 
-TransitionSettings MakeProbe(CSettingsProbe** raw) {
-  ComPtr<IUnknown> probe;
-  IID iid = IID_IUnknown;
-  EXPECT_EQ(CObject<CSettingsProbe>::_CreateInstance(nullptr, &iid, probe.PutVoid()), S_OK);
-  *raw = static_cast<CSettingsProbe*>(static_cast<CObjectRoot*>(probe.Get()));
-  return TransitionSettings(SharedHost(), probe, L"SettingsProbe");
-}
-
 bool HasTransition(const std::wstring& name) {
   const auto names = SharedHost().TransitionNames();
   return std::find(names.begin(), names.end(), name) != names.end();
@@ -87,14 +81,15 @@ long CurrentInteger(const TransitionSettings& settings, int id) {
   return -1;
 }
 
+// Catches: case or the missing suffix no longer forgiven, an effect not made; a typo without
+// suggestions, or suggestions when nothing is close; an effect without IUIPropInterrogate or
+// IDataPersist treated as having settings.
 TEST(SettingsLibrary, TransitionsAreFoundByForgivingNamesOrReportedWithSuggestions) {
-  // Catches: case or the missing suffix no longer forgiven, an effect not made.
   auto dissolve = TransitionSettings::Create(SharedHost(), "dissolve");
   ASSERT_TRUE(dissolve) << dissolve.Error().message;
   EXPECT_EQ(dissolve->Name(), "DissolveTransition");
   EXPECT_TRUE(dissolve->Transition());
 
-  // Catches: a typo without suggestions, or suggestions when nothing is close.
   auto typo = TransitionSettings::Create(SharedHost(), "Disolve");
   ASSERT_FALSE(typo);
   EXPECT_EQ(typo.Error().kind, SettingsErrorKind::kUnknownTransition);
@@ -104,7 +99,6 @@ TEST(SettingsLibrary, TransitionsAreFoundByForgivingNamesOrReportedWithSuggestio
   EXPECT_TRUE(far.Error().nearest.empty());
   EXPECT_EQ(far.Error().known.size(), SharedHost().TransitionNames().size());
 
-  // Catches: an effect without IUIPropInterrogate or IDataPersist treated as having settings.
   EXPECT_FALSE(dissolve->HasProperties());
   EXPECT_TRUE(dissolve->Properties().empty());
   EXPECT_EQ(KindOf(dissolve->Set("Direction", "1")), SettingsErrorKind::kNoSettings);
@@ -112,22 +106,22 @@ TEST(SettingsLibrary, TransitionsAreFoundByForgivingNamesOrReportedWithSuggestio
   EXPECT_FALSE(std::filesystem::exists("unused.xml"));
 }
 
+// Catches: names or choice texts not read from the tables, current values not read; lookup by
+// id or by folded name failing, unknown names without their alternatives; a choice by text or by
+// value not applied, a value outside the choices applied.
 TEST(SettingsLibrary, ChoicePropertiesComeFromTheInterfaceAndStringTables) {
   if (!HasTransition(L"CoverTransition")) GTEST_SKIP() << "no CoverTransition in this build";
   auto cover = TransitionSettings::Create(SharedHost(), "CoverTransition");
   ASSERT_TRUE(cover);
-  // Catches: names or choice texts not read from the tables, current values not read.
   const auto properties = cover->Properties();
   ASSERT_GE(properties.size(), 2u);
   const kelo::Property& direction = properties[0];
-  EXPECT_EQ(direction.id, 1);
-  EXPECT_EQ(direction.name, "Direction");
-  EXPECT_EQ(direction.type, PropertyType::kChoice);
+  EXPECT_EQ(std::tuple(direction.id, direction.name, direction.type),
+            std::tuple(1, "Direction", PropertyType::kChoice));
   EXPECT_EQ(kelo::DescribeConstraint(direction), "one of Top=0, Right=1, Bottom=2, Left=3");
   ASSERT_TRUE(direction.current);
   EXPECT_EQ(kelo::FormatValue(direction, *direction.current), "Top");
 
-  // Catches: lookup by id or by folded name failing, unknown names without their alternatives.
   EXPECT_EQ(cover->Find("1")->name, "Direction");
   EXPECT_EQ(cover->Find("DIRECTION")->id, 1);
   auto typo = cover->Find("Dirction");
@@ -138,7 +132,6 @@ TEST(SettingsLibrary, ChoicePropertiesComeFromTheInterfaceAndStringTables) {
   ASSERT_FALSE(missing);
   EXPECT_EQ(missing.Error().known, (std::vector<std::string>{"Direction", "Style"}));
 
-  // Catches: a choice by text or by value not applied, a value outside the choices applied.
   EXPECT_FALSE(cover->Set("direction", "left"));
   EXPECT_EQ(CurrentInteger(*cover, 1), 3);
   EXPECT_FALSE(cover->Set("1", "1"));
@@ -152,37 +145,35 @@ TEST(SettingsLibrary, ChoicePropertiesComeFromTheInterfaceAndStringTables) {
   EXPECT_EQ(CurrentInteger(*cover, 1), 1);
 }
 
+// Catches: a type derived from anything but the flags word; accepted values not reaching the
+// effect, boolean words not understood, doubles not travelling as float bits, texts not handed
+// over; a value outside the range or the kind (truncated instead of refused), text for a number,
+// or an object from text reaching the effect, or refused for the wrong reason.
 TEST(SettingsLibrary, NumbersAreCheckedAgainstTypeRangeAndKind) {
-  CSettingsProbe* probe = nullptr;
-  const TransitionSettings settings = MakeProbe(&probe);
+  auto object = moduletest::New<CSettingsProbe, IUnknown>();
+  const auto* probe = moduletest::Raw<CSettingsProbe>(object);
+  const TransitionSettings settings(SharedHost(), object, L"SettingsProbe");
   const auto properties = settings.Properties();
   ASSERT_EQ(properties.size(), 7u);
-  // Catches: a type derived from anything but the flags word.
   const PropertyType types[] = {
       PropertyType::kInteger, PropertyType::kBoolean, PropertyType::kInteger, PropertyType::kDouble,
       PropertyType::kText,    PropertyType::kOther,   PropertyType::kFloat};
   for (std::size_t i = 0; i < properties.size(); ++i)
     EXPECT_EQ(properties[i].type, types[i]) << properties[i].id;
 
-  // Catches: accepted values not reaching the effect, boolean words not understood, doubles not
-  // travelling as float bits, texts not handed over.
-  EXPECT_FALSE(settings.Set("1", "7"));
-  EXPECT_FALSE(settings.Set("2", "Yes"));
-  EXPECT_FALSE(settings.Set("3", "255"));
-  EXPECT_FALSE(settings.Set("4", "2.5"));
-  EXPECT_FALSE(settings.Set("5", "caption"));
-  EXPECT_FALSE(settings.Set("7", "-0.5"));
-  EXPECT_EQ(probe->count, 7);
-  EXPECT_EQ(probe->flag, 1);
-  EXPECT_EQ(probe->small, 255);
-  EXPECT_EQ(probe->ratio, 2.5);
-  EXPECT_EQ(probe->scale, -0.5f);
+  for (auto [id, text] : {std::pair{"1", "7"},
+                          {"2", "Yes"},
+                          {"3", "255"},
+                          {"4", "2.5"},
+                          {"5", "caption"},
+                          {"7", "-0.5"}})
+    EXPECT_FALSE(settings.Set(id, text)) << id << "=" << text;
+  const auto accepted = std::tuple(7, 1, std::uint8_t{255}, 2.5, -0.5f);
+  EXPECT_EQ(probe->Numbers(), accepted);
   const auto text = settings.Find("5");
   ASSERT_TRUE(text && text->current);
   EXPECT_EQ(kelo::FormatValue(*text, *text->current), "\"caption\"");
 
-  // Catches: a value outside the range or the kind (truncated instead of refused), text for a
-  // number, or an object from text reaching the effect, or refused for the wrong reason.
   const struct {
     const char* id;
     const char* text;
@@ -200,11 +191,7 @@ TEST(SettingsLibrary, NumbersAreCheckedAgainstTypeRangeAndKind) {
   for (const auto& refusal : refusals)
     EXPECT_EQ(KindOf(settings.Set(refusal.id, refusal.text)), refusal.kind)
         << refusal.id << "=" << refusal.text;
-  EXPECT_EQ(probe->count, 7);
-  EXPECT_EQ(probe->flag, 1);
-  EXPECT_EQ(probe->small, 255);
-  EXPECT_EQ(probe->ratio, 2.5);
-  EXPECT_EQ(probe->scale, -0.5f);
+  EXPECT_EQ(probe->Numbers(), accepted);
   EXPECT_EQ(settings.Set("3", "256")->detail, "out of the 8-bit integer range");
 
   // Typed values from a front end are checked the same way.
@@ -216,46 +203,36 @@ TEST(SettingsLibrary, NumbersAreCheckedAgainstTypeRangeAndKind) {
   EXPECT_EQ(probe->ratio, 0.25);
 }
 
-class SettingsFiles : public testing::Test {
- protected:
-  void SetUp() override {
-    char name[] = "/tmp/kelo-settings-test-XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    dir_ = name;
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-  std::filesystem::path dir_;
-};
-
-TEST_F(SettingsFiles, SavedSettingsLoadBackAndFileFaultsAreReported) {
+// Catches: settings not written, or not read back into a fresh effect; file faults reported as
+// each other, a failed save leaving a file behind, a fault changing the effect's settings.
+TEST(SettingsFiles, SavedSettingsLoadBackAndFileFaultsAreReported) {
   if (!HasTransition(L"CoverTransition")) GTEST_SKIP() << "no CoverTransition in this build";
+  char name[] = "/tmp/kelo-settings-test-XXXXXX";
+  ASSERT_NE(mkdtemp(name), nullptr);
+  const std::filesystem::path dir = name, file = dir / "cover.xml";
   auto saved = TransitionSettings::Create(SharedHost(), "CoverTransition");
   ASSERT_TRUE(saved);
   ASSERT_FALSE(saved->Set("Direction", "Left"));
   ASSERT_FALSE(saved->Set("Style", "Crush"));
-  const auto file = dir_ / "cover.xml";
   ASSERT_FALSE(saved->Save(file));
 
-  // Catches: settings not written, or not read back into a fresh effect.
   auto loaded = TransitionSettings::Create(SharedHost(), "CoverTransition");
   ASSERT_TRUE(loaded);
   ASSERT_FALSE(loaded->Load(file));
-  EXPECT_EQ(CurrentInteger(*loaded, 1), 3);
-  EXPECT_EQ(CurrentInteger(*loaded, 2), 2);
+  EXPECT_EQ(std::pair(CurrentInteger(*loaded, 1), CurrentInteger(*loaded, 2)), std::pair(3L, 2L));
 
-  // Catches: file faults reported as each other, or a failed save leaving a file behind.
-  EXPECT_EQ(KindOf(loaded->Load(dir_ / "missing.xml")), SettingsErrorKind::kFileUnreadable);
-  std::ofstream(dir_ / "broken.xml") << "<KeloData><Direction>";
-  EXPECT_EQ(KindOf(loaded->Load(dir_ / "broken.xml")), SettingsErrorKind::kFileMalformed);
-  const auto unwritable = loaded->Save(dir_ / "nowhere" / "cover.xml");
+  EXPECT_EQ(KindOf(loaded->Load(dir / "missing.xml")), SettingsErrorKind::kFileUnreadable);
+  std::ofstream(dir / "broken.xml") << "<KeloData><Direction>";
+  EXPECT_EQ(KindOf(loaded->Load(dir / "broken.xml")), SettingsErrorKind::kFileMalformed);
+  const auto unwritable = loaded->Save(dir / "nowhere" / "cover.xml");
   ASSERT_TRUE(unwritable);
   EXPECT_EQ(unwritable->kind, SettingsErrorKind::kFileUnwritable);
-  EXPECT_EQ(unwritable->file, dir_ / "nowhere" / "cover.xml");
+  EXPECT_EQ(unwritable->file, dir / "nowhere" / "cover.xml");
   std::size_t files = 0;
-  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(dir_)) ++files;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(dir)) ++files;
   EXPECT_EQ(files, 2u);  // cover.xml and broken.xml
-  // A fault leaves the effect's settings as they were.
   EXPECT_EQ(CurrentInteger(*loaded, 1), 3);
+  std::filesystem::remove_all(dir);
 }
 
 }  // namespace

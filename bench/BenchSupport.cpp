@@ -35,6 +35,17 @@ void ReferenceBlend(benchmark::State& state) {
       static_cast<std::int64_t>(state.iterations() * 3 * PictureBytes(width, height, bits)));
 }
 
+void PlayFrames(benchmark::State& state, IKeloTransition* effect, ICIF* from, ICIF* to) {
+  int frame = 0;
+  for (auto _ : state) {
+    const double progress = (frame++ % 31) / 30.0;
+    ICIF* out = nullptr;
+    effect->DoTransition(from, to, &out, progress);
+    benchmark::DoNotOptimize(out);
+    out->Release();
+  }
+}
+
 void RegisterReference() {
   static const bool registered = [] {
     for (int bits : {24, 32})

@@ -38,6 +38,10 @@ inline std::size_t PictureBytes(unsigned width, unsigned height, int bits) {
   return static_cast<std::size_t>(width) * height * static_cast<unsigned>(bits) / 8;
 }
 
+// Frames of `effect` as a host plays them: the progress steps through 0..1 in 31 frames, and each
+// result is released.
+void PlayFrames(benchmark::State& state, IKeloTransition* effect, ICIF* from, ICIF* to);
+
 // The memory-bound limit for an effect: read two pictures and write one of the same size,
 // with no allocation. Registered as "Reference/<bits>/<width>x<height>".
 void ReferenceBlend(benchmark::State& state);

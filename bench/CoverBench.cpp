@@ -16,14 +16,7 @@ void CoverFrame(benchmark::State& state) {
   IID iid = IID_IKeloTransition;
   CObject<CCover>::_CreateInstance(nullptr, &iid, effect.PutVoid());
   effect.As<IUIPropInterrogate>()->Control(CCover::kStyle, static_cast<int>(state.range(2)));
-  int frame = 0;
-  for (auto _ : state) {
-    const double progress = (frame++ % 31) / 30.0;
-    ICIF* out = nullptr;
-    effect->DoTransition(from.Get(), to.Get(), &out, progress);
-    benchmark::DoNotOptimize(out);
-    out->Release();
-  }
+  bench::PlayFrames(state, effect.Get(), from.Get(), to.Get());
 }
 
 [[maybe_unused]] const bool gRegistered = [] {

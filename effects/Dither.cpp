@@ -4,9 +4,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "effects/HostComponents.h"
-#include "effects/TransitionHelper.h"
-
 namespace {
 
 // A cell coordinate 0..100 from one draw: floor(r / 4294967295 * 100.9999999).
@@ -109,9 +106,5 @@ HRESULT CDither::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress)
   // Render writes every byte: the fill needs no pass of its own.
   pattern.Render(mask.rows.first, mask.rows.stride);
 
-  const HRESULT hr = CTransitionHelper::ApplyMask(from, to, mask.picture.Get(), out);
-  if (hr >= 0)
-    if (auto transform = ComPtr<ICIFTransform>::Adopt(CIFObject::CreateTransform()))
-      transform->Finish(*out);
-  return hr;
+  return ApplyMaskAndFinish(from, to, mask, out);
 }

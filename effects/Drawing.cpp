@@ -31,10 +31,18 @@ void Drawing::Paste(ICIF* destination, ICIF* source, int x, int y) const {
 
 void Drawing::PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int rw, int rh, int x,
                           int y) const {
-  auto region = ComPtr<ICIFSubImage>::Adopt(CIFObject::CreateSubImage());
-  if (!region || source == nullptr) return;
+  PasteRegion(Region().Get(), destination, source, rx, ry, rw, rh, x, y);
+}
+
+ComPtr<ICIFSubImage> Drawing::Region() const {
+  return ComPtr<ICIFSubImage>::Adopt(CIFObject::CreateSubImage());
+}
+
+void Drawing::PasteRegion(ICIFSubImage* region, ICIF* destination, ICIF* source, int rx, int ry,
+                          int rw, int rh, int x, int y) const {
+  if (region == nullptr || source == nullptr) return;
   region->Create(source, rx, ry, rw, rh, 0, 0);
-  Paste(destination, region.Get(), x, y);
+  Paste(destination, region, x, y);
 }
 
 void Drawing::Warp(ITransform* transform, ICIF* source, ICIF* destination) const {

@@ -19,6 +19,11 @@ class Drawing {
   // Pastes the region (rx, ry, rw, rh) of `source` at (x, y), through a sub-picture.
   void PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int rw, int rh, int x,
                    int y) const;
+  // The same through `region`, one sub-picture (from Region) redefined for every paste, for
+  // effects that paste many regions a frame.
+  ComPtr<ICIFSubImage> Region() const;
+  void PasteRegion(ICIFSubImage* region, ICIF* destination, ICIF* source, int rx, int ry, int rw,
+                   int rh, int x, int y) const;
   // Draws `source` into `destination` through `transform` (offset 0, 0, scale 1, 1); pixels
   // outside the warped picture stay as they are.
   void Warp(ITransform* transform, ICIF* source, ICIF* destination) const;

@@ -1,6 +1,7 @@
 #include "effects/Mask.h"
 
 #include "effects/HostComponents.h"
+#include "effects/TransitionHelper.h"
 
 Mask CreateMask(unsigned width, unsigned height) {
   Mask mask{ComPtr<ICIFImage>::Adopt(CIFObject::CreateImage()), {}};
@@ -13,4 +14,12 @@ Mask CreateMask(unsigned width, unsigned height) {
       (mask.rows.first == nullptr && width > 0 && height > 0))
     return {};
   return mask;
+}
+
+HRESULT ApplyMaskAndFinish(ICIF* from, ICIF* to, const Mask& mask, ICIF** out) {
+  const HRESULT hr = CTransitionHelper::ApplyMask(from, to, mask.picture.Get(), out);
+  if (hr >= 0)
+    if (auto transform = ComPtr<ICIFTransform>::Adopt(CIFObject::CreateTransform()))
+      transform->Finish(*out);
+  return hr;
 }

@@ -12,3 +12,7 @@ struct Mask {
 // A new mask of width x height with its rows; empty when the host gave no picture, one of
 // another size, or one without rows. Its bytes are unspecified until written.
 Mask CreateMask(unsigned width, unsigned height);
+
+// CTransitionHelper::ApplyMask of `from` and `to` through `mask` into *out, then the closing
+// Finish of a "CIFTransform" on the result. ApplyMask's status.
+HRESULT ApplyMaskAndFinish(ICIF* from, ICIF* to, const Mask& mask, ICIF** out);

@@ -44,7 +44,7 @@ TEST(StorageTables, ShippedTablesHoldTheEffectsTexts) {
   const std::pair<std::wstring_view, std::vector<std::wstring_view>> expected[] = {
       {L"KeloTransitionTexts", {L"11=Top|Right|Bottom|Left", L"12=Cover|Push|Crush"}},
       {L"ShutterBandsTransition",
-       {L"1=Direction", L"2=Bands", L"4=Style", L"11=Horizontal|Vertical", L"51=Cover|Push",
+       {L"1=Direction", L"2=Bands", L"4=Style", L"11=Up and down|Left and right", L"51=Cover|Push",
         L"41=From band end|From band start|From both borders|From band middle"}},
       {L"CoverTransition", {L"1=Direction", L"2=Style", L"3=<no key>"}},
       {L"CounterBandsTransition", {L"1=Direction", L"2=Bands", L"5=Style"}},

@@ -128,8 +128,8 @@ TEST(ComponentObject, FailedCreationLeavesNothingBehind) {
 }
 
 // Catches: a name matched loosely (case, trailing space, prefix), the factory written on
-// failure, a component missing from the list or making an object of the wrong class (presets are
-// the cover effect with a style already set).
+// failure, a component missing from the list, out of CreateFunction's order or making an object of
+// the wrong class (presets are the cover or counter-bands effect with a style already set).
 TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
   ComponentFactory factory = nullptr;
   EXPECT_EQ(CreateFunction(RefLiteral(L"DissolveTransition"), &factory), S_OK);
@@ -147,14 +147,20 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
   const std::pair<const wchar_t*, const wchar_t*> names[] = {
       {L"PushTransition", L"CoverTransition"},
       {L"CrushTransition", L"CoverTransition"},
+      {L"CounterCoverTransition", L"CounterBandsTransition"},
       {L"CoverTransition", L"CoverTransition"},
+      {L"CounterBandsTransition", L"CounterBandsTransition"},
       {L"DissolveTransition", L"DissolveTransition"},
       {L"DissolveAdditiveTransition", L"DissolveAdditiveTransition"},
       {L"DitherTransition", L"DitherTransition"},
       {L"DitherCumulativeTransition", L"DitherCumulativeTransition"},
-      {L"RandomTransition", L"RandomTransition"}};
-  EXPECT_EQ(ModuleComponents().size(), std::size(names));
-  for (const auto& [component, objectName] : names) {
+      {L"RandomTransition", L"RandomTransition"},
+      {L"ShutterBandsTransition", L"ShutterBandsTransition"}};
+  ASSERT_EQ(ModuleComponents().size(), std::size(names));
+  for (std::size_t i = 0; i < std::size(names); ++i) {
+    const auto& [component, objectName] = names[i];
+    const tagREFString row = ModuleComponents()[i].name;
+    EXPECT_EQ(std::wstring(row.text, row.length), component) << "row " << i;
     auto info = moduletest::Create<IObjectInfo>(component);
     EXPECT_EQ(NameOf(info.Get()), objectName);
     EXPECT_TRUE(info.As<IKeloTransition>()) << component;

@@ -1,0 +1,63 @@
+// The band effects per frame at both frame sizes, 24 and 32 bits, beside the memory-bound
+// reference: counter bands (push and cover, 3 and 9 bands) and shutter bands (rows and columns).
+// Run from the build folder: ./bench/kelo_bench --benchmark_filter='Shutter|Counter|Reference'
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "bench/BenchSupport.h"
+#include "effects/CounterBands.h"
+#include "effects/ShutterBands.h"
+
+namespace {
+
+using Settings = std::vector<std::pair<int, int>>;  // (property id, value), set in this order
+
+template <class T>
+void BandsFrame(benchmark::State& state, bench::FrameSize size, int bits,
+                const Settings& settings) {
+  ComPtr<ICIF> from = bench::FramePicture(size.width, size.height, bits, 1);
+  ComPtr<ICIF> to = bench::FramePicture(size.width, size.height, bits, 2);
+  ComPtr<IKeloTransition> effect;
+  IID iid = IID_IKeloTransition;
+  CObject<T>::_CreateInstance(nullptr, &iid, effect.PutVoid());
+  auto properties = effect.As<IUIPropInterrogate>();
+  for (const auto& [id, value] : settings) properties->Control(id, value);
+  bench::PlayFrames(state, effect.Get(), from.Get(), to.Get());
+  state.SetBytesProcessed(static_cast<std::int64_t>(
+      state.iterations() * 3 * bench::PictureBytes(size.width, size.height, bits)));
+}
+
+// "<name>/<bits>bit/<width>x<height>" at both frame sizes, 24 and 32 bits.
+template <class T>
+void Register(const std::string& name, const Settings& settings) {
+  for (int bits : {24, 32})
+    for (const bench::FrameSize& size : bench::kFrameSizes)
+      benchmark::RegisterBenchmark((name + "/" + std::to_string(bits) + "bit/" +
+                                    std::to_string(size.width) + "x" + std::to_string(size.height))
+                                       .c_str(),
+                                   BandsFrame<T>, size, bits, settings)
+          ->Unit(benchmark::kMillisecond);
+}
+
+[[maybe_unused]] const bool gRegistered = [] {
+  bench::RegisterReference();
+  for (int bands : {3, 9}) {
+    const std::string count = std::to_string(bands);
+    Register<CCounterBands>(
+        "CounterBands/push/" + count,
+        {{CCounterBands::kStyle, CCounterBands::kPush}, {CCounterBands::kBands, bands}});
+    Register<CCounterBands>(
+        "CounterBands/cover/" + count,
+        {{CCounterBands::kStyle, CCounterBands::kCover}, {CCounterBands::kBands, bands}});
+  }
+  // Five bands opening from their middles, as horizontal and as vertical slats.
+  for (int direction : {0, 1})
+    Register<CShutterBands>(direction == 0 ? "ShutterBands/rows" : "ShutterBands/columns",
+                            {{CShutterBands::kDirection, direction},
+                             {CShutterBands::kStyle, CShutterBands::kAtMiddle},
+                             {CShutterBands::kBands, 5}});
+  return true;
+}();
+
+}  // namespace

@@ -1,10 +1,12 @@
 // What the effect tests share: pictures whose pixels name their origin, making an effect with its
-// settings, reading them back, one frame, and the settings' round trip through the host's XML.
+// settings and reading them back, one frame, Randomize's draws and the XML round trip.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <map>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -14,13 +16,12 @@
 
 namespace effecttest {
 
-// A picture pattern whose bytes name the pixel's origin: (x * scale, y * scale, mark), with
-// the marks of the two pictures.
+// Bytes (x * scale, y * scale, the picture's mark).
+constexpr unsigned char kFromMark = 50, kToMark = 200;
 template <unsigned char mark, unsigned scale>
 unsigned char Marked(unsigned x, unsigned y, unsigned c) {
   return static_cast<unsigned char>(c == 0 ? x * scale : c == 1 ? y * scale : mark);
 }
-constexpr unsigned char kFromMark = 50, kToMark = 200;
 template <unsigned scale>
 constexpr auto FromPixel = Marked<kFromMark, scale>;
 template <unsigned scale>
@@ -32,12 +33,10 @@ ComPtr<IKeloTransition> MakeEffect(std::initializer_list<std::pair<int, int>> se
   ComPtr<IKeloTransition> effect;
   IID iid = IID_IKeloTransition;
   EXPECT_EQ(CObject<T>::_CreateInstance(nullptr, &iid, effect.PutVoid()), S_OK);
-  auto properties = effect.As<IUIPropInterrogate>();
-  for (const auto& [id, value] : settings) properties->Control(id, value);
+  for (const auto& [id, value] : settings) effect.As<IUIPropInterrogate>()->Control(id, value);
   return effect;
 }
 
-// A property's value through the effect's IUIPropInterrogate (-99 when it cannot be read).
 inline int Setting(IUnknown* effect, int id) {
   int value = -99;
   ComPtr<IUIPropInterrogate> properties;
@@ -46,22 +45,23 @@ inline int Setting(IUnknown* effect, int id) {
   return value;
 }
 
-// One frame at progress p.
 inline ComPtr<ICIF> Render(IKeloTransition* effect, ICIF* from, ICIF* to, double p) {
   ICIF* raw = nullptr;
   EXPECT_EQ(effect->DoTransition(from, to, &raw, p), S_OK);
   return ComPtr<ICIF>::Adopt(raw);
 }
 
-// The number of entries GetPages hands out.
-inline int PageCount(IUnknown* effect) {
-  ComPtr<IUIPropertyPageSpecify> specify;
-  effect->QueryInterface(IID_IUIPropertyPageSpecify, specify.PutVoid());
-  ComPtr<INamedCollection> pages;
-  EXPECT_EQ(specify->GetPages(0, pages.Put(), nullptr), S_OK);
-  int count = 0;
-  if (pages) pages->GetCount(&count);
-  return count;
+// The values each property of `ids` takes over 400 calls of Randomize, which must return S_OK.
+inline std::map<int, std::set<int>> RandomizedValues(IKeloTransition* effect,
+                                                     std::initializer_list<int> ids) {
+  std::map<int, std::set<int>> seen;
+  ComPtr<IRandomizableObject> random;
+  effect->QueryInterface(IID_IRandomizableObject, random.PutVoid());
+  for (int i = 0; i < 400; ++i) {
+    EXPECT_EQ(random->Randomize(), S_OK);
+    for (int id : ids) seen[id].insert(Setting(effect, id));
+  }
+  return seen;
 }
 
 // Saves `saved`'s settings into the host's XML stream, expects each as an element named after
@@ -80,15 +80,12 @@ inline void ExpectXMLRoundTrip(IKeloTransition* saved, IKeloTransition* loaded,
   ASSERT_EQ(save->Save(stream.Get(), 0), S_OK);
   const CREFString text(stream.As<IString>().Get());
   const std::wstring xml(text.text, text.length);
-  for (const NamedSetting& setting : settings) {
-    const std::wstring name = setting.name;
-    const std::wstring element =
-        L"<" + name + L">" + std::to_wstring(setting.value) + L"</" + name + L">";
-    EXPECT_NE(xml.find(element), std::wstring::npos) << xml;
-  }
+  for (const auto& [id, name, value] : settings)
+    EXPECT_NE(xml.find(std::wstring(L"<") + name + L">" + std::to_wstring(value) + L"</" + name),
+              std::wstring::npos)
+        << xml;
   ASSERT_EQ(load->Load(stream.Get(), 0), S_OK);
-  for (const NamedSetting& setting : settings)
-    EXPECT_EQ(Setting(loaded, setting.id), setting.value);
+  for (const auto& [id, name, value] : settings) EXPECT_EQ(Setting(loaded, id), value);
 }
 
 }  // namespace effecttest

@@ -82,8 +82,13 @@ TEST_F(CoreTest, GlobalCollectionKnowsAndMakesEveryManifestLine) {
     ASSERT_TRUE(component);
     EXPECT_EQ(Texts(component.Get()),
               (std::vector<std::wstring>{rows[i].name, rows[i].kind, rows[i].module}));
+    const long before = host::LiveObjects().load();
     EXPECT_EQ(component->CreateInstance(kIID_IUnknown, ComPtr<IUnknown>().PutVoid()), S_OK)
         << rows[i].name;
+    // The counter-cover preset keeps its object, and the host objects that holds, for good, by
+    // design; so does the random transition when that preset was its pick.
+    if (rows[i].name == L"CounterCoverTransition" || rows[i].name == L"RandomTransition")
+      LeaveAlive(host::LiveObjects().load() - before);
   }
   ComPtr<IUnknown> none;
   EXPECT_EQ(global->GetItem(static_cast<int>(rows.size()), none.Put()), E_INVALIDARG);

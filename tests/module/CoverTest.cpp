@@ -14,14 +14,11 @@ using moduletest::Render;
 using testhost::Bytes;
 using testhost::MakePicture;
 
+using moduletest::kFromMark;
+using moduletest::kToMark;
 // Pixels name their origin: bytes (x * 10, y * 10, picture mark).
-constexpr unsigned char kFromMark = 50, kToMark = 200;
-unsigned char FromPixel(unsigned x, unsigned y, unsigned c) {
-  return static_cast<unsigned char>(c == 0 ? x * 10 : c == 1 ? y * 10 : kFromMark);
-}
-unsigned char ToPixel(unsigned x, unsigned y, unsigned c) {
-  return static_cast<unsigned char>(c == 0 ? x * 10 : c == 1 ? y * 10 : kToMark);
-}
+constexpr auto FromPixel = moduletest::FromPixel<10>;
+constexpr auto ToPixel = moduletest::ToPixel<10>;
 
 // What one line (row for directions 0 and 2, column for 1 and 3) of the result should show.
 struct Line {
@@ -37,13 +34,7 @@ ComPtr<IKeloTransition> MakeCover(int style, int direction) {
   return effect;
 }
 
-int Inquire(IUnknown* object, int id) {
-  ComPtr<IUIPropInterrogate> properties;
-  object->QueryInterface(IUIPropInterrogate::kIID, properties.PutVoid());
-  int value = -1;
-  if (properties) properties->Inquire(id, &value);
-  return value;
-}
+using moduletest::Setting;
 
 // The expected lines of cover (0) and push (1), with k = trunc(N p) incoming and r = trunc(N q)
 // outgoing lines.
@@ -148,20 +139,20 @@ TEST(Cover, PresetsRandomizeReplicateAndPages) {
     const int style = name[0] == L'P' ? 1 : 2;
     auto properties = moduletest::Create<IUIPropInterrogate>(name);
     ASSERT_TRUE(properties);
-    EXPECT_EQ(Inquire(properties.Get(), CCover::kStyle), style);
+    EXPECT_EQ(Setting(properties.Get(), CCover::kStyle), style);
     auto random = properties.As<IRandomizableObject>();
     for (int i = 0; i < 20; ++i) {
       EXPECT_EQ(random->Randomize(), 3);
-      const int direction = Inquire(properties.Get(), CCover::kDirection);
+      const int direction = Setting(properties.Get(), CCover::kDirection);
       EXPECT_TRUE(direction >= 0 && direction <= 3) << direction;
-      EXPECT_EQ(Inquire(properties.Get(), CCover::kStyle), style);
+      EXPECT_EQ(Setting(properties.Get(), CCover::kStyle), style);
     }
 
     properties->Control(CCover::kDirection, 3);
     ComPtr<IUnknown> copy;
     ASSERT_EQ(properties.As<IReplicableObject>()->Replicate(copy.Put()), S_OK);
-    EXPECT_EQ(Inquire(copy.Get(), CCover::kDirection), 3);
-    EXPECT_EQ(Inquire(copy.Get(), CCover::kStyle), style);
+    EXPECT_EQ(Setting(copy.Get(), CCover::kDirection), 3);
+    EXPECT_EQ(Setting(copy.Get(), CCover::kStyle), style);
     EXPECT_TRUE(copy.As<IKeloTransition>());
 
     ComPtr<INamedCollection> pages;

@@ -35,32 +35,6 @@ HRESULT Set(RegistryStore& store, std::wstring_view section, std::wstring_view k
   return store.Set(section, key, &value);
 }
 
-// Catches: a shipped table without a text an effect needs (or with one it must not have), read
-// through the shared module as the effects reach it.
-TEST(StorageTables, ShippedTablesHoldTheEffectsTexts) {
-  auto strings = testhost::Create<IStringTable>(L"StringTable");
-  ASSERT_TRUE(strings);
-  // Each table's "key=text" lines as the effects need them ("<no key>": must not be there).
-  const std::pair<std::wstring_view, std::vector<std::wstring_view>> expected[] = {
-      {L"KeloTransitionTexts", {L"11=Top|Right|Bottom|Left", L"12=Cover|Push|Crush"}},
-      {L"ShutterBandsTransition",
-       {L"1=Direction", L"2=Bands", L"4=Style", L"11=Horizontal|Vertical", L"51=Cover|Push",
-        L"41=From band end|From band start|From both borders|From band middle"}},
-      {L"CoverTransition", {L"1=Direction", L"2=Style", L"3=<no key>"}},
-      {L"CounterBandsTransition", {L"1=Direction", L"2=Bands", L"5=Style"}},
-      {L"FlipTransition", {L"1=Direction", L"11=<no key>"}},
-      {L"PerspectiveTurnTransition", {L"1=Direction"}},
-      {L"TwirlTransition", {L"1=Revolutions"}},
-      {L"DeformTransition", {L"1=Outgoing style", L"2=Incoming style"}}};
-  for (const auto& [table, lines] : expected) {
-    for (std::wstring_view line : lines) {
-      const std::size_t equals = line.find(L'=');
-      EXPECT_EQ(Lookup(strings.Get(), table, line.substr(0, equals)), line.substr(equals + 1))
-          << std::wstring(table) << " " << std::wstring(line);
-    }
-  }
-}
-
 // Catches: a lookup before any table is open, a table outside the module folder or of another
 // kind opened, a failed open dropping the open table, keys trimmed, indexes past either end.
 TEST_F(StorageTest, StringTableRefusesUnknownTablesAndKeys) {

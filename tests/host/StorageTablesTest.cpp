@@ -14,16 +14,6 @@ namespace {
 
 using host::storage::RegistryStore;
 
-// The text of `key` in table `table`, through the real module as the effects reach it.
-std::wstring Lookup(IStringTable* strings, std::wstring_view table, std::wstring_view key) {
-  if (Failed(strings->Open(Str(table).Get()))) return L"<no table>";
-  int index = -1;
-  if (Failed(strings->Find(Str(key).Get(), &index))) return L"<no key>";
-  ComPtr<IString> text;
-  if (Failed(strings->GetText(index, text.Put()))) return L"<no text>";
-  return Text(text.Get());
-}
-
 // The value of a registry key, or "<unset>".
 std::wstring Get(RegistryStore& store, std::wstring_view section, std::wstring_view key) {
   std::wstring value;

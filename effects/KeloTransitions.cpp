@@ -5,6 +5,7 @@
 #include "effects/Cover.h"
 #include "effects/Dissolve.h"
 #include "effects/Dither.h"
+#include "effects/Flip.h"
 #include "effects/RandomTransition.h"
 #include "sdk/Text.h"
 
@@ -41,10 +42,15 @@ constexpr ModuleComponent Preset() {
 
 // Rows in the order CreateFunction tests them: one line per name.
 constexpr std::array kComponents{
-    Preset<CCover, 0>(),  // "PushTransition"
-    Preset<CCover, 1>(),  // "CrushTransition"
-    Component<CCover>(),  Component<CDissolve>(),         Component<CDissolveAdditive>(),
-    Component<CDither>(), Component<CDitherCumulative>(), Component<CRandomTransition>(),
+    Preset<CCover, 0>(),             // "PushTransition"
+    Preset<CCover, 1>(),             // "CrushTransition"
+    Component<CCover>(),             // "CoverTransition"
+    Component<CDissolve>(),          // "DissolveTransition"
+    Component<CDissolveAdditive>(),  // "DissolveAdditiveTransition"
+    Component<CDither>(),            // "DitherTransition"
+    Component<CDitherCumulative>(),  // "DitherCumulativeTransition"
+    Component<CFlip>(),              // "FlipTransition"
+    Component<CRandomTransition>(),  // "RandomTransition"
 };
 
 }  // namespace

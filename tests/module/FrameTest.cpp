@@ -142,8 +142,8 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
   EXPECT_EQ(CreateFunction(tagREFString{8, L"Dissolve"}, &factory), E_FAIL);
   EXPECT_EQ(factory, reinterpret_cast<ComponentFactory>(1));  // not written on failure
 
-  // Every name the module offers makes a transition named after its class: presets are the
-  // cover effect with a style already set.
+  // Every name the module offers, in the order CreateFunction tests them (one line each), makes
+  // a transition named after its class: presets are their class with a setting already made.
   const std::pair<const wchar_t*, const wchar_t*> names[] = {
       {L"PushTransition", L"CoverTransition"},
       {L"CrushTransition", L"CoverTransition"},
@@ -152,9 +152,14 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
       {L"DissolveAdditiveTransition", L"DissolveAdditiveTransition"},
       {L"DitherTransition", L"DitherTransition"},
       {L"DitherCumulativeTransition", L"DitherCumulativeTransition"},
-      {L"RandomTransition", L"RandomTransition"}};
-  EXPECT_EQ(ModuleComponents().size(), std::size(names));
+      {L"FlipTransition", L"FlipTransition"},
+      {L"RandomTransition", L"RandomTransition"},
+  };
+  ASSERT_EQ(ModuleComponents().size(), std::size(names));
+  std::size_t row = 0;
   for (const auto& [component, objectName] : names) {
+    const tagREFString registered = ModuleComponents()[row++].name;
+    EXPECT_EQ(std::wstring(registered.text, registered.length), component) << "row " << row;
     ComponentFactory f = nullptr;
     ASSERT_EQ(CreateFunction(RefView(component), &f), S_OK) << component;
     IID iid = IID_IObjectInfo;

@@ -6,6 +6,7 @@
 #include "effects/Dissolve.h"
 #include "effects/Dither.h"
 #include "effects/Flip.h"
+#include "effects/PerspectiveTurn.h"
 #include "effects/RandomTransition.h"
 #include "sdk/Text.h"
 
@@ -50,6 +51,7 @@ constexpr std::array kComponents{
     Component<CDither>(),            // "DitherTransition"
     Component<CDitherCumulative>(),  // "DitherCumulativeTransition"
     Component<CFlip>(),              // "FlipTransition"
+    Component<CPerspectiveTurn>(),   // "PerspectiveTurnTransition"
     Component<CRandomTransition>(),  // "RandomTransition"
 };
 

@@ -153,6 +153,7 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
       {L"DitherTransition", L"DitherTransition"},
       {L"DitherCumulativeTransition", L"DitherCumulativeTransition"},
       {L"FlipTransition", L"FlipTransition"},
+      {L"PerspectiveTurnTransition", L"PerspectiveTurnTransition"},
       {L"RandomTransition", L"RandomTransition"},
   };
   ASSERT_EQ(ModuleComponents().size(), std::size(names));

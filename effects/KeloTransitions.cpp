@@ -8,6 +8,7 @@
 #include "effects/Flip.h"
 #include "effects/PerspectiveTurn.h"
 #include "effects/RandomTransition.h"
+#include "effects/Twirl.h"
 #include "sdk/Text.h"
 
 namespace {
@@ -53,6 +54,7 @@ constexpr std::array kComponents{
     Component<CFlip>(),              // "FlipTransition"
     Component<CPerspectiveTurn>(),   // "PerspectiveTurnTransition"
     Component<CRandomTransition>(),  // "RandomTransition"
+    Component<CTwirl>(),             // "TwirlTransition"
 };
 
 }  // namespace

@@ -155,6 +155,7 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
       {L"FlipTransition", L"FlipTransition"},
       {L"PerspectiveTurnTransition", L"PerspectiveTurnTransition"},
       {L"RandomTransition", L"RandomTransition"},
+      {L"TwirlTransition", L"TwirlTransition"},
   };
   ASSERT_EQ(ModuleComponents().size(), std::size(names));
   std::size_t row = 0;

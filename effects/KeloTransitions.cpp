@@ -3,6 +3,7 @@
 #include <array>
 
 #include "effects/Cover.h"
+#include "effects/Deform.h"
 #include "effects/Dissolve.h"
 #include "effects/Dither.h"
 #include "effects/Flip.h"
@@ -47,6 +48,7 @@ constexpr std::array kComponents{
     Preset<CCover, 0>(),             // "PushTransition"
     Preset<CCover, 1>(),             // "CrushTransition"
     Component<CCover>(),             // "CoverTransition"
+    Component<CDeform>(),            // "DeformTransition"
     Component<CDissolve>(),          // "DissolveTransition"
     Component<CDissolveAdditive>(),  // "DissolveAdditiveTransition"
     Component<CDither>(),            // "DitherTransition"

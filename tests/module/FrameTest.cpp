@@ -148,6 +148,7 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
       {L"PushTransition", L"CoverTransition"},
       {L"CrushTransition", L"CoverTransition"},
       {L"CoverTransition", L"CoverTransition"},
+      {L"DeformTransition", L"DeformTransition"},
       {L"DissolveTransition", L"DissolveTransition"},
       {L"DissolveAdditiveTransition", L"DissolveAdditiveTransition"},
       {L"DitherTransition", L"DitherTransition"},

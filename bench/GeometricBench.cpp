@@ -1,8 +1,7 @@
-// The geometric effects per frame at both frame sizes, 24 and 32 bits, from a host's side
-// (create once, DoTransition, release), beside their references in the same run:
-// Imaging/OpenCVWarpPerspective (ImagingBench.cpp) for the flip, the perspective turn and the
-// twirl; Imaging/OpenCVRemapBothAndDissolve for the deform; and FFmpeg's xfade zoomin on the same
-// frames, one thread, for the twirl.
+// The geometric effects per frame at both frame sizes, 24 and 32 bits, beside their references in
+// the same run: Imaging/OpenCVWarpPerspective (ImagingBench.cpp) for the flip, the perspective turn
+// and the twirl; Imaging/OpenCVRemapBothAndDissolve for the deform; and FFmpeg's xfade zoomin on
+// the same frames, one thread, for the twirl.
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -21,28 +20,6 @@
 #include "effects/Twirl.h"
 
 namespace {
-
-// Progress runs through the inside of a 30-frame transition (1/30 .. 29/30), so no frame is one
-// of the early returns at the ends.
-template <class Effect>
-void EffectFrame(benchmark::State& state) {
-  const auto width = static_cast<unsigned>(state.range(0));
-  const auto height = static_cast<unsigned>(state.range(1));
-  const int bits = static_cast<int>(state.range(2));
-  ComPtr<ICIF> from = bench::FramePicture(width, height, bits, 1);
-  ComPtr<ICIF> to = bench::FramePicture(width, height, bits, 2);
-  ComPtr<IKeloTransition> effect;
-  IID iid = IID_IKeloTransition;
-  CObject<Effect>::_CreateInstance(nullptr, &iid, effect.PutVoid());
-  int frame = 0;
-  for (auto _ : state) {
-    const double progress = (1 + frame++ % 29) / 30.0;
-    ICIF* out = nullptr;
-    effect->DoTransition(from.Get(), to.Get(), &out, progress);
-    benchmark::DoNotOptimize(out);
-    if (out != nullptr) out->Release();
-  }
-}
 
 // One picture as a raw planar frame for FFmpeg ("gbrp" or, with alpha, "gbrap").
 std::string WritePlanar(ICIF* picture, unsigned width, unsigned height, int bits,
@@ -84,9 +61,7 @@ std::pair<double, double> Timed(const std::string& command) {
 // offset past the end), and the difference divided by 60 is one transition frame. Iteration
 // time is wall time; the "cpu_ms" counter is the program's own CPU time per frame.
 void XfadeZoomin(benchmark::State& state) {
-  const auto width = static_cast<unsigned>(state.range(0));
-  const auto height = static_cast<unsigned>(state.range(1));
-  const int bits = static_cast<int>(state.range(2));
+  const auto [width, height, bits] = bench::FrameOf(state);
   const std::string ffmpeg = kelo::FindFfmpeg();
   if (ffmpeg.empty()) {
     state.SkipWithError("no ffmpeg on PATH");
@@ -139,10 +114,10 @@ void Register(const std::string& name, void (*run)(benchmark::State&)) {
 }
 
 [[maybe_unused]] const bool gRegistered = [] {
-  Register("Flip", EffectFrame<CFlip>);
-  Register("PerspectiveTurn", EffectFrame<CPerspectiveTurn>);
-  Register("Twirl", EffectFrame<CTwirl>);
-  Register("Deform", EffectFrame<CDeform>);
+  Register("Flip", bench::EffectFrame<CFlip>);
+  Register("PerspectiveTurn", bench::EffectFrame<CPerspectiveTurn>);
+  Register("Twirl", bench::EffectFrame<CTwirl>);
+  Register("Deform", bench::EffectFrame<CDeform>);
   Register("Reference/XfadeZoomin", XfadeZoomin);
   return true;
 }();

@@ -12,15 +12,8 @@
 
 namespace {
 
-struct Frame {
-  unsigned width, height;
-  int bits;
-};
-
-Frame FrameOf(const benchmark::State& state) {
-  return {static_cast<unsigned>(state.range(0)), static_cast<unsigned>(state.range(1)),
-          static_cast<int>(state.range(2))};
-}
+using bench::Frame;
+using bench::FrameOf;
 
 void CountBytes(benchmark::State& state, const Frame& f, int passes) {
   state.SetBytesProcessed(

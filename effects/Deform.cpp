@@ -2,6 +2,7 @@
 
 #include "effects/Dissolve.h"
 #include "effects/Drawing.h"
+#include "effects/FramePictures.h"
 #include "effects/HostComponents.h"
 
 const EffectDeclaration<CDeform> CDeform::kDeclaration{
@@ -44,16 +45,14 @@ CDeform::~CDeform() {
 
 HRESULT CDeform::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) {
   if (progress >= 1.0) return HandOut(to, out);
-  unsigned fromWidth = 0, fromHeight = 0, planes = 0, width = 0, height = 0;
-  from->GetSize(&fromWidth, &fromHeight, &planes);
-  to->GetSize(&width, &height, &planes);
+  const PictureSizes sizes = ReadSizes(from, to);
   const Drawing draw;
   const auto deform = ComPtr<ICIFDeform>::Adopt(CIFObject::CreateDeform());
   if (progress == 0.0) return HandOut(from, out);
 
   // Undeformed at either end: the outgoing picture by progress, the incoming one by what is left.
-  const ComPtr<ICIF> resized =
-      draw.Resize(from, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height));
+  const ComPtr<ICIF> resized = draw.Resize(from, static_cast<std::int32_t>(sizes.width),
+                                           static_cast<std::int32_t>(sizes.height));
   const ComPtr<ICIF> outgoing = DeformedCopy(deform.Get(), resized.Get(), outgoing_, progress);
   const ComPtr<ICIF> incoming = DeformedCopy(deform.Get(), to, incoming_, 1.0 - progress);
   if (dissolve_ == nullptr || !outgoing || !incoming) return E_FAIL;

@@ -1,5 +1,7 @@
 #include "effects/Flip.h"
 
+#include "effects/FramePictures.h"
+
 const EffectDeclaration<CFlip> CFlip::kDeclaration{
     .properties = {{
         {.id = kDirection,
@@ -48,12 +50,10 @@ CFlip::Fold CFlip::FoldAt(int direction, unsigned width, unsigned height, double
 
 HRESULT CFlip::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) {
   if (progress >= 1.0) return HandOut(to, out);
-  unsigned fromWidth = 0, fromHeight = 0, planes = 0, width = 0, height = 0;
-  from->GetSize(&fromWidth, &fromHeight, &planes);
-  to->GetSize(&width, &height, &planes);
+  const PictureSizes sizes = ReadSizes(from, to);
   const Drawing draw;
 
-  const Fold fold = FoldAt(direction_, width, height, progress);
+  const Fold fold = FoldAt(direction_, sizes.width, sizes.height, progress);
   const auto moving = ComPtr<ICIF>::Share(fold.incoming ? to : from);
   // The canvas only gives the result the moving picture's size and format: cleared, it shows
   // the cleared colour wherever the warped picture does not reach.

@@ -1,5 +1,7 @@
 #include "effects/PerspectiveTurn.h"
 
+#include "effects/FramePictures.h"
+
 const EffectDeclaration<CPerspectiveTurn> CPerspectiveTurn::kDeclaration{
     .properties = {{
         {.id = kDirection,
@@ -48,16 +50,14 @@ HRESULT CPerspectiveTurn::Randomize() {
 
 HRESULT CPerspectiveTurn::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) {
   if (progress >= 1.0) return HandOut(to, out);
-  unsigned fromWidth = 0, fromHeight = 0, planes = 0, width = 0, height = 0;
-  from->GetSize(&fromWidth, &fromHeight, &planes);
-  to->GetSize(&width, &height, &planes);
+  const PictureSizes sizes = ReadSizes(from, to);
   const Drawing draw;
   const PointFit fit;
 
   // The canvas, and the result, is `from` resampled to to's size, whatever the sizes.
-  ComPtr<ICIF> canvas =
-      draw.Resize(from, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height));
-  const Swing swing = SwingAt(direction_, width, height, progress);
+  ComPtr<ICIF> canvas = draw.Resize(from, static_cast<std::int32_t>(sizes.width),
+                                    static_cast<std::int32_t>(sizes.height));
+  const Swing swing = SwingAt(direction_, sizes.width, sizes.height, progress);
   fit.AddPoints(swing.hinge);
   fit.AddTargets(swing.hinge);
   fit.AddPoints(swing.opposite);

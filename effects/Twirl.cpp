@@ -3,6 +3,7 @@
 #include <numbers>
 
 #include "effects/Drawing.h"
+#include "effects/FramePictures.h"
 #include "effects/HostComponents.h"
 
 // Appended directly, with no text and the range 0..0.
@@ -59,17 +60,15 @@ HRESULT CTwirl::Load(IDataStream* stream, int option) {
 
 HRESULT CTwirl::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) {
   if (progress >= 1.0) return HandOut(to, out);
-  unsigned fromWidth = 0, fromHeight = 0, planes = 0, width = 0, height = 0;
-  from->GetSize(&fromWidth, &fromHeight, &planes);
-  to->GetSize(&width, &height, &planes);
+  const PictureSizes sizes = ReadSizes(from, to);
   const Drawing draw;
 
   // `from` is resampled to to's size only when both its width and its height differ; when one
   // of them agrees it is used as it is, and the result takes its size.
   ComPtr<ICIF> resized;
-  if (fromWidth != width && fromHeight != height)
-    resized =
-        draw.Resize(from, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height));
+  if (sizes.fromWidth != sizes.width && sizes.fromHeight != sizes.height)
+    resized = draw.Resize(from, static_cast<std::int32_t>(sizes.width),
+                          static_cast<std::int32_t>(sizes.height));
   ICIF* outgoing = resized ? resized.Get() : from;
   // At 0 the caller's own outgoing picture, never the resized copy.
   if (progress == 0.0) return HandOut(from, out);
@@ -81,7 +80,7 @@ HRESULT CTwirl::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) 
   // The incoming picture squeezed into a square of side trunc(s), s = W p, whatever its
   // proportions, turned by 2 pi (1 - p) revolutions: at rest, unturned, at the end.
   const double angle = 2.0 * std::numbers::pi * (1.0 - progress) * revolutions_;
-  const double s = static_cast<double>(width) * progress;
+  const double s = static_cast<double>(sizes.width) * progress;
   const std::int32_t side = TruncInt(s);
   const ComPtr<ICIF> square = draw.Resize(to, side, side);
   auto turn = ComPtr<ILinearTransform>::Adopt(GEOObject::CreateLinearTransform());
@@ -91,7 +90,7 @@ HRESULT CTwirl::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) 
     turn->Append(kLinearRotate, 1, angle, 0, 0);
   }
   // The origin lands on the frame's centre, at the integer halves of to's size.
-  draw.Warp(turn.Get(), square.Get(), result.Get(), width >> 1, height >> 1);
+  draw.Warp(turn.Get(), square.Get(), result.Get(), sizes.width >> 1, sizes.height >> 1);
   // The outgoing picture wherever the square did not draw: the result is its own mask.
   draw.Paste(result.Get(), outgoing, 0, 0, result.Get());
   draw.Finish(result.Get());

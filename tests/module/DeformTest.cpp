@@ -6,7 +6,6 @@
 
 #include "effects/Deform.h"
 #include "effects/Dissolve.h"
-#include "support/Convert.h"
 #include "tests/module/EffectTestSupport.h"
 
 namespace {
@@ -89,10 +88,7 @@ TEST(Deform, AnswersFewerIdentitiesButKeepsItsStylesInStreams) {
 
   object->Control(CDeform::kOutgoingStyle, 9);  // out of range, kept as it is
   object->Control(CDeform::kIncomingStyle, 3);
-  auto stream = testhost::Create<IDataStream>(L"XMLStream");
-  ASSERT_EQ(effect.As<IDataPersist>()->Save(stream.Get(), 0), S_OK);
-  const CREFString text(stream.As<IString>().Get());
-  const std::wstring xml(text.text, text.length);
+  const auto [stream, xml] = effecttest::SavedXML(effect.Get());
   EXPECT_NE(xml.find(L"<Outgoing_style>9</Outgoing_style>"), std::wstring::npos) << xml;
   EXPECT_NE(xml.find(L"<Incoming_style>3</Incoming_style>"), std::wstring::npos) << xml;
   CDeform* loaded = nullptr;

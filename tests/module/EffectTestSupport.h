@@ -4,10 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <span>
+#include <string>
 #include <vector>
 
+#include "effects/PointWarp.h"
 #include "frame/Object.h"
 #include "sdk/ComPtr.h"
+#include "support/Convert.h"
 #include "tests/common/TestHost.h"
 
 namespace effecttest {
@@ -73,6 +77,26 @@ inline void ExpectHandsOutItself(IKeloTransition* effect, ICIF* from, ICIF* to, 
   EXPECT_EQ(out, expected) << "progress " << progress;
   EXPECT_EQ(References(expected), before + 1) << "progress " << progress;
   if (out != nullptr) out->Release();
+}
+
+// Points equal to the expected ones, one by one, in order.
+inline void ExpectPoints(std::span<const PlanePoint> actual, std::span<const PlanePoint> expected,
+                         const std::string& what) {
+  ASSERT_EQ(actual.size(), expected.size()) << what;
+  for (std::size_t i = 0; i < actual.size(); ++i) {
+    EXPECT_DOUBLE_EQ(actual[i].x, expected[i].x) << what << " point " << i;
+    EXPECT_DOUBLE_EQ(actual[i].y, expected[i].y) << what << " point " << i;
+  }
+}
+
+// An effect's settings saved to a new XML stream, and the stream's text.
+inline std::pair<ComPtr<IDataStream>, std::wstring> SavedXML(IUnknown* effect) {
+  auto stream = testhost::Create<IDataStream>(L"XMLStream");
+  ComPtr<IDataPersist> persist;
+  effect->QueryInterface(IID_IDataPersist, persist.PutVoid());
+  EXPECT_EQ(persist->Save(stream.Get(), 0), S_OK);
+  const CREFString text(stream.As<IString>().Get());
+  return {stream, std::wstring(text.text, text.length)};
 }
 
 }  // namespace effecttest

@@ -6,11 +6,11 @@
 #include <string>
 
 #include "effects/Flip.h"
-#include "support/Convert.h"
 #include "tests/module/EffectTestSupport.h"
 
 namespace {
 
+using effecttest::ExpectPoints;
 using effecttest::Level;
 
 // For a 101 x 60 `to` at s = 0.25 (a = 25.25, b = 15; the odd width's half is 50): the points
@@ -33,13 +33,6 @@ const FoldRow kQuarter[] = {
      {{{0, 0}, {0, 60}, {0, 30}, {101, 0}, {101, 60}, {101, 30}}},
      {{{25.25, 15}, {25.25, 45}, {25.25, 30}, {75.75, 0}, {75.75, 60}, {75.75, 30}}}},
 };
-
-void ExpectPoints(const SixPoints& actual, const SixPoints& expected, const std::string& what) {
-  for (std::size_t i = 0; i < actual.size(); ++i) {
-    EXPECT_DOUBLE_EQ(actual[i].x, expected[i].x) << what << " point " << i;
-    EXPECT_DOUBLE_EQ(actual[i].y, expected[i].y) << what << " point " << i;
-  }
-}
 
 TEST(Flip, EachDirectionHandsItsPointsAndTargetsToTheFitInOrder) {
   // Catches a wrong or reordered point, rounded halves, a missing switch of direction in the
@@ -142,11 +135,8 @@ TEST(Flip, DeclaredOperationsAndNoIFlip) {
   copy.As<IUIPropInterrogate>()->Inquire(CFlip::kDirection, &direction);
   EXPECT_EQ(direction, 3);
 
-  auto stream = testhost::Create<IDataStream>(L"XMLStream");
-  ASSERT_EQ(effect.As<IDataPersist>()->Save(stream.Get(), 0), S_OK);
-  const CREFString text(stream.As<IString>().Get());
-  EXPECT_NE(std::wstring(text.text, text.length).find(L"<Direction>3</Direction>"),
-            std::wstring::npos);
+  const auto [stream, xml] = effecttest::SavedXML(effect.Get());
+  EXPECT_NE(xml.find(L"<Direction>3</Direction>"), std::wstring::npos) << xml;
   const auto loaded = effecttest::Make<CFlip>();
   ASSERT_EQ(loaded.As<IDataPersist>()->Load(stream.Get(), 0), S_OK);
   loaded.As<IUIPropInterrogate>()->Inquire(CFlip::kDirection, &direction);

@@ -9,6 +9,7 @@
 
 namespace {
 
+using effecttest::ExpectPoints;
 using effecttest::Level;
 using Edge = CPerspectiveTurn::EdgePoints;
 
@@ -36,26 +37,19 @@ const struct {
      {{{25.25, 22.5}, {25.25, 37.5}, {25.25, 30}}}},
 };
 
-void ExpectEdge(const Edge& actual, const Edge& expected, const std::string& what) {
-  for (std::size_t i = 0; i < actual.size(); ++i) {
-    EXPECT_DOUBLE_EQ(actual[i].x, expected[i].x) << what << " point " << i;
-    EXPECT_DOUBLE_EQ(actual[i].y, expected[i].y) << what << " point " << i;
-  }
-}
-
 TEST(PerspectiveTurn, EachHingeKeepsItsEdgeAndMovesTheOpposite) {
   // Catches a wrong hinge, a moving edge placed by 1 - p where p belongs (or the reverse), a
   // length not centred on the integer half, and any other direction not behaving as 1.
   for (const auto& row : kQuarter) {
     const std::string at = "direction " + std::to_string(row.direction);
     const CPerspectiveTurn::Swing swing = CPerspectiveTurn::SwingAt(row.direction, 101, 60, 0.25);
-    ExpectEdge(swing.hinge, row.hinge, at + " hinge");
-    ExpectEdge(swing.opposite, row.opposite, at + " opposite");
-    ExpectEdge(swing.moved, row.moved, at + " moved");
+    ExpectPoints(swing.hinge, row.hinge, at + " hinge");
+    ExpectPoints(swing.opposite, row.opposite, at + " opposite");
+    ExpectPoints(swing.moved, row.moved, at + " moved");
   }
   for (int other : {-1, 4, 7}) {
     const auto swing = CPerspectiveTurn::SwingAt(other, 101, 60, 0.25);
-    ExpectEdge(swing.moved, kQuarter[1].moved, "direction " + std::to_string(other));
+    ExpectPoints(swing.moved, kQuarter[1].moved, "direction " + std::to_string(other));
   }
 }
 

@@ -205,11 +205,8 @@ TEST(Twirl, OnlyTheFolderStreamKeepsTheDoubleAndThePageNamesNoTable) {
   EXPECT_EQ(RevolutionsOf(fromFolder.Get()), 1.1);
 
   // The XML form reads the value through the 32-bit Inquire, which refuses a double.
-  auto xml = testhost::Create<IDataStream>(L"XMLStream");
-  ASSERT_EQ(effect.As<IDataPersist>()->Save(xml.Get(), 0), S_OK);
-  const CREFString text(xml.As<IString>().Get());
-  EXPECT_NE(std::wstring(text.text, text.length).find(L"<Revolutions>0</Revolutions>"),
-            std::wstring::npos);
+  const auto [xml, text] = effecttest::SavedXML(effect.Get());
+  EXPECT_NE(text.find(L"<Revolutions>0</Revolutions>"), std::wstring::npos) << text;
   const auto fromXML = MakeTwirl(5);
   ASSERT_EQ(fromXML.As<IDataPersist>()->Load(xml.Get(), 0), S_OK);
   EXPECT_EQ(RevolutionsOf(fromXML.Get()), 0.0);

@@ -11,7 +11,6 @@
 #include "effects/PointWarp.h"
 #include "frame/Object.h"
 #include "sdk/ComPtr.h"
-#include "support/Convert.h"
 #include "tests/common/TestHost.h"
 
 namespace effecttest {
@@ -30,12 +29,6 @@ inline ComPtr<ICIF> Render(IKeloTransition* effect, ICIF* from, ICIF* to, double
   ICIF* out = nullptr;
   EXPECT_EQ(effect->DoTransition(from, to, &out, progress), S_OK);
   return ComPtr<ICIF>::Adopt(out);
-}
-
-// The reference count, read by adding and dropping one.
-inline std::uint32_t References(IUnknown* object) {
-  object->AddRef();
-  return object->Release();
 }
 
 struct Shape {
@@ -71,12 +64,12 @@ unsigned char Level(unsigned, unsigned, unsigned) {
 // progress 0 `from` (the effects that make that early return).
 inline void ExpectHandsOutItself(IKeloTransition* effect, ICIF* from, ICIF* to, double progress,
                                  ICIF* expected) {
-  const std::uint32_t before = References(expected);
+  expected->AddRef();
+  const std::uint32_t before = expected->Release();
   ICIF* out = nullptr;
   ASSERT_EQ(effect->DoTransition(from, to, &out, progress), S_OK);
   EXPECT_EQ(out, expected) << "progress " << progress;
-  EXPECT_EQ(References(expected), before + 1) << "progress " << progress;
-  if (out != nullptr) out->Release();
+  EXPECT_EQ(expected->Release(), before) << "one reference added, progress " << progress;
 }
 
 // Points equal to the expected ones, one by one, in order.
@@ -87,16 +80,6 @@ inline void ExpectPoints(std::span<const PlanePoint> actual, std::span<const Pla
     EXPECT_DOUBLE_EQ(actual[i].x, expected[i].x) << what << " point " << i;
     EXPECT_DOUBLE_EQ(actual[i].y, expected[i].y) << what << " point " << i;
   }
-}
-
-// An effect's settings saved to a new XML stream, and the stream's text.
-inline std::pair<ComPtr<IDataStream>, std::wstring> SavedXML(IUnknown* effect) {
-  auto stream = testhost::Create<IDataStream>(L"XMLStream");
-  ComPtr<IDataPersist> persist;
-  effect->QueryInterface(IID_IDataPersist, persist.PutVoid());
-  EXPECT_EQ(persist->Save(stream.Get(), 0), S_OK);
-  const CREFString text(stream.As<IString>().Get());
-  return {stream, std::wstring(text.text, text.length)};
 }
 
 }  // namespace effecttest

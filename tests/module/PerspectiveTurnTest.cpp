@@ -80,16 +80,13 @@ TEST(PerspectiveTurn, HingedAtTheTopHalfWayTheBottomEdgeSpans160To480AtRow240) {
 
 TEST(PerspectiveTurn, RandomizeDrawsAHingeFromZeroToThree) {
   // Its own clock-seeded generator: a draw scaled without the 0.0000001 would give 4 at the top.
-  CPerspectiveTurn* object = nullptr;
-  const auto effect = effecttest::Make<CPerspectiveTurn>(&object);
+  const auto effect = effecttest::Make<CPerspectiveTurn>();
   const auto properties = effect.As<IUIPropInterrogate>();
-  for (int i = 0; i < 20; ++i) {
+  for (int i = 0, direction = -1; i < 20; ++i, direction = -1) {
     properties->Control(CPerspectiveTurn::kDirection, 9);
     ASSERT_EQ(effect.As<IRandomizableObject>()->Randomize(), S_OK);
-    int direction = -1;
     properties->Inquire(CPerspectiveTurn::kDirection, &direction);
-    EXPECT_GE(direction, 0);
-    EXPECT_LE(direction, 3);
+    EXPECT_TRUE(direction >= 0 && direction <= 3) << direction;
   }
 }
 

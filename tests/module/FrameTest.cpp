@@ -233,12 +233,14 @@ TEST(ComponentObject, RacingFinalReleasesDestroyOnce) {
   auto* probe = static_cast<CRaceProbe*>(static_cast<CObject<CRaceProbe>*>(object));
   std::uint32_t otherResult = 99;
   probe->m_count.afterDecrement = [&] { otherResult = object->Release(); };
+  // Read after the object is gone (its buffer stays), so not through the destroyed probe.
+  const auto& count = probe->m_count;
   gDestructions = 0;
   const std::uint32_t result = object->Release();
   EXPECT_EQ(gDestructions, 1);
   EXPECT_EQ(otherResult, 0u);  // the release that reached 0 destroyed the object
   EXPECT_EQ(result, 1u);       // the interrupted one: the count after its own decrement
-  EXPECT_FALSE(probe->m_count.touchedAfterInterruption);
+  EXPECT_FALSE(count.touchedAfterInterruption);
 }
 
 }  // namespace

@@ -5,9 +5,7 @@
 namespace bench {
 
 void ReferenceBlend(benchmark::State& state) {
-  const auto width = static_cast<unsigned>(state.range(0));
-  const auto height = static_cast<unsigned>(state.range(1));
-  const int bits = static_cast<int>(state.range(2));
+  const auto [width, height, bits] = FrameOf(state);
   ComPtr<ICIF> a = FramePicture(width, height, bits, 1);
   ComPtr<ICIF> b = FramePicture(width, height, bits, 2);
   ComPtr<ICIF> out = FramePicture(width, height, bits, 3);

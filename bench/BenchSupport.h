@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include "effects/KeloTransitions.h"
+#include "frame/Object.h"
 #include "tests/common/TestHost.h"
 
 namespace bench {
@@ -34,8 +35,42 @@ inline ComPtr<ICIF> FramePicture(unsigned width, unsigned height, int bits, int 
   });
 }
 
+// The frame a benchmark's first three arguments give: width, height and bits per pixel.
+struct Frame {
+  unsigned width, height;
+  int bits;
+};
+inline Frame FrameOf(const benchmark::State& state) {
+  return {static_cast<unsigned>(state.range(0)), static_cast<unsigned>(state.range(1)),
+          static_cast<int>(state.range(2))};
+}
+
 inline std::size_t PictureBytes(unsigned width, unsigned height, int bits) {
   return static_cast<std::size_t>(width) * height * static_cast<unsigned>(bits) / 8;
+}
+
+// One frame of Effect per iteration, from a host's side: made once, then DoTransition and the
+// result released, for the frame FrameOf gives. Progress runs
+// through the inside of a 30-frame transition (1/30 .. 29/30), so no frame is one of the early
+// returns some effects make at the ends. Bytes: two pictures read, one written.
+template <class Effect>
+void EffectFrame(benchmark::State& state) {
+  const Frame f = FrameOf(state);
+  ComPtr<ICIF> from = FramePicture(f.width, f.height, f.bits, 1);
+  ComPtr<ICIF> to = FramePicture(f.width, f.height, f.bits, 2);
+  ComPtr<IKeloTransition> effect;
+  IID iid = IID_IKeloTransition;
+  CObject<Effect>::_CreateInstance(nullptr, &iid, effect.PutVoid());
+  int frame = 0;
+  for (auto _ : state) {
+    const double progress = (1 + frame++ % 29) / 30.0;
+    ICIF* out = nullptr;
+    effect->DoTransition(from.Get(), to.Get(), &out, progress);
+    benchmark::DoNotOptimize(out);
+    if (out != nullptr) out->Release();
+  }
+  state.SetBytesProcessed(
+      static_cast<std::int64_t>(state.iterations() * 3 * PictureBytes(f.width, f.height, f.bits)));
 }
 
 // The memory-bound limit for an effect: read two pictures and write one of the same size,

@@ -3,9 +3,13 @@
 #include <array>
 
 #include "effects/Cover.h"
+#include "effects/Deform.h"
 #include "effects/Dissolve.h"
 #include "effects/Dither.h"
+#include "effects/Flip.h"
+#include "effects/PerspectiveTurn.h"
 #include "effects/RandomTransition.h"
+#include "effects/Twirl.h"
 #include "sdk/Text.h"
 
 namespace {
@@ -41,10 +45,18 @@ constexpr ModuleComponent Preset() {
 
 // Rows in the order CreateFunction tests them: one line per name.
 constexpr std::array kComponents{
-    Preset<CCover, 0>(),  // "PushTransition"
-    Preset<CCover, 1>(),  // "CrushTransition"
-    Component<CCover>(),  Component<CDissolve>(),         Component<CDissolveAdditive>(),
-    Component<CDither>(), Component<CDitherCumulative>(), Component<CRandomTransition>(),
+    Preset<CCover, 0>(),             // "PushTransition"
+    Preset<CCover, 1>(),             // "CrushTransition"
+    Component<CCover>(),             // "CoverTransition"
+    Component<CDeform>(),            // "DeformTransition"
+    Component<CDissolve>(),          // "DissolveTransition"
+    Component<CDissolveAdditive>(),  // "DissolveAdditiveTransition"
+    Component<CDither>(),            // "DitherTransition"
+    Component<CDitherCumulative>(),  // "DitherCumulativeTransition"
+    Component<CFlip>(),              // "FlipTransition"
+    Component<CPerspectiveTurn>(),   // "PerspectiveTurnTransition"
+    Component<CRandomTransition>(),  // "RandomTransition"
+    Component<CTwirl>(),             // "TwirlTransition"
 };
 
 }  // namespace

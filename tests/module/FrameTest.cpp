@@ -144,17 +144,27 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
   EXPECT_EQ(CreateFunction(tagREFString{8, L"Dissolve"}, &factory), E_FAIL);
   EXPECT_EQ(factory, reinterpret_cast<ComponentFactory>(1));  // not written on failure
 
+  // Every name the module offers, in the order CreateFunction tests them (one line each), makes
+  // a transition named after its class: presets are their class with a setting already made.
   const std::pair<const wchar_t*, const wchar_t*> names[] = {
       {L"PushTransition", L"CoverTransition"},
       {L"CrushTransition", L"CoverTransition"},
       {L"CoverTransition", L"CoverTransition"},
+      {L"DeformTransition", L"DeformTransition"},
       {L"DissolveTransition", L"DissolveTransition"},
       {L"DissolveAdditiveTransition", L"DissolveAdditiveTransition"},
       {L"DitherTransition", L"DitherTransition"},
       {L"DitherCumulativeTransition", L"DitherCumulativeTransition"},
-      {L"RandomTransition", L"RandomTransition"}};
-  EXPECT_EQ(ModuleComponents().size(), std::size(names));
+      {L"FlipTransition", L"FlipTransition"},
+      {L"PerspectiveTurnTransition", L"PerspectiveTurnTransition"},
+      {L"RandomTransition", L"RandomTransition"},
+      {L"TwirlTransition", L"TwirlTransition"},
+  };
+  ASSERT_EQ(ModuleComponents().size(), std::size(names));
+  std::size_t row = 0;
   for (const auto& [component, objectName] : names) {
+    const tagREFString registered = ModuleComponents()[row++].name;
+    EXPECT_EQ(std::wstring(registered.text, registered.length), component) << "row " << row;
     auto info = moduletest::Create<IObjectInfo>(component);
     EXPECT_EQ(NameOf(info.Get()), objectName);
     EXPECT_TRUE(info.As<IKeloTransition>()) << component;

@@ -65,11 +65,16 @@ std::vector<PropertyChoice> ReadChoices(IUnknown* collection) {
   return choices;
 }
 
+// An effect answers a request for IUIPropInterrogate with its IUIPropInterrogateEx (and refuses
+// one for the extended identity itself), so the interface in hand is the extended one.
+IUIPropInterrogateEx* Extended(IUIPropInterrogate* properties) {
+  return static_cast<IUIPropInterrogateEx*>(properties);
+}
+
 // A value that does not fit 32 bits: doubles and texts, handed out as objects.
 ComPtr<IUnknown> InquireObject(IUIPropInterrogate* properties, int id) {
-  auto extended = ComPtr<IUIPropInterrogate>::Share(properties).As<IUIPropInterrogateEx>();
   ComPtr<IUnknown> value;
-  if (!extended || Failed(extended->InquireEx(id, value.Put()))) return {};
+  if (Failed(Extended(properties)->InquireEx(id, value.Put()))) return {};
   return value;
 }
 
@@ -294,9 +299,8 @@ std::optional<SettingsError> TransitionSettings::Give(const Property& property,
     return ValueError(SettingsErrorKind::kRefused, property, text, "the effect refused it");
   };
   if (property.kind == kPropString) {
-    auto extended = properties_.As<IUIPropInterrogateEx>();
     const auto string = host_->String(WideFromUtf8(std::get<std::string>(value)));
-    if (!extended || Failed(extended->ControlEx(property.id, string.Get()))) return refused();
+    if (Failed(Extended(properties_.Get())->ControlEx(property.id, string.Get()))) return refused();
     return std::nullopt;
   }
   // Floats and doubles both take a single-precision bit pattern through Control (a double is

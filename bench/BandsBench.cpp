@@ -14,18 +14,13 @@ namespace {
 using Settings = std::vector<std::pair<int, int>>;  // (property id, value), set in this order
 
 template <class T>
-void BandsFrame(benchmark::State& state, bench::FrameSize size, int bits,
-                const Settings& settings) {
-  ComPtr<ICIF> from = bench::FramePicture(size.width, size.height, bits, 1);
-  ComPtr<ICIF> to = bench::FramePicture(size.width, size.height, bits, 2);
+void BandsFrame(benchmark::State& state, const Settings& settings) {
   ComPtr<IKeloTransition> effect;
   IID iid = IID_IKeloTransition;
   CObject<T>::_CreateInstance(nullptr, &iid, effect.PutVoid());
   auto properties = effect.As<IUIPropInterrogate>();
   for (const auto& [id, value] : settings) properties->Control(id, value);
-  bench::PlayFrames(state, effect.Get(), from.Get(), to.Get());
-  state.SetBytesProcessed(static_cast<std::int64_t>(
-      state.iterations() * 3 * bench::PictureBytes(size.width, size.height, bits)));
+  bench::PlayFrames(state, effect.Get());
 }
 
 // "<name>/<bits>bit/<width>x<height>" at both frame sizes, 24 and 32 bits.
@@ -36,7 +31,8 @@ void Register(const std::string& name, const Settings& settings) {
       benchmark::RegisterBenchmark((name + "/" + std::to_string(bits) + "bit/" +
                                     std::to_string(size.width) + "x" + std::to_string(size.height))
                                        .c_str(),
-                                   BandsFrame<T>, size, bits, settings)
+                                   BandsFrame<T>, settings)
+          ->Args({size.width, size.height, bits})
           ->Unit(benchmark::kMillisecond);
 }
 

@@ -5,9 +5,7 @@
 namespace bench {
 
 void ReferenceBlend(benchmark::State& state) {
-  const auto width = static_cast<unsigned>(state.range(0));
-  const auto height = static_cast<unsigned>(state.range(1));
-  const int bits = static_cast<int>(state.range(2));
+  const auto [width, height, bits] = FrameOf(state);
   ComPtr<ICIF> a = FramePicture(width, height, bits, 1);
   ComPtr<ICIF> b = FramePicture(width, height, bits, 2);
   ComPtr<ICIF> out = FramePicture(width, height, bits, 3);
@@ -35,15 +33,20 @@ void ReferenceBlend(benchmark::State& state) {
       static_cast<std::int64_t>(state.iterations() * 3 * PictureBytes(width, height, bits)));
 }
 
-void PlayFrames(benchmark::State& state, IKeloTransition* effect, ICIF* from, ICIF* to) {
+void PlayFrames(benchmark::State& state, IKeloTransition* effect) {
+  const Frame f = FrameOf(state);
+  ComPtr<ICIF> from = FramePicture(f.width, f.height, f.bits, 1);
+  ComPtr<ICIF> to = FramePicture(f.width, f.height, f.bits, 2);
   int frame = 0;
   for (auto _ : state) {
-    const double progress = (frame++ % 31) / 30.0;
+    const double progress = (1 + frame++ % 29) / 30.0;
     ICIF* out = nullptr;
-    effect->DoTransition(from, to, &out, progress);
+    effect->DoTransition(from.Get(), to.Get(), &out, progress);
     benchmark::DoNotOptimize(out);
-    out->Release();
+    if (out != nullptr) out->Release();
   }
+  state.SetBytesProcessed(
+      static_cast<std::int64_t>(state.iterations() * 3 * PictureBytes(f.width, f.height, f.bits)));
 }
 
 void RegisterReference() {

@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include "effects/KeloTransitions.h"
+#include "frame/Object.h"
 #include "tests/common/TestHost.h"
 
 namespace bench {
@@ -34,13 +35,34 @@ inline ComPtr<ICIF> FramePicture(unsigned width, unsigned height, int bits, int 
   });
 }
 
+// The frame a benchmark's first three arguments give: width, height and bits per pixel.
+struct Frame {
+  unsigned width, height;
+  int bits;
+};
+inline Frame FrameOf(const benchmark::State& state) {
+  return {static_cast<unsigned>(state.range(0)), static_cast<unsigned>(state.range(1)),
+          static_cast<int>(state.range(2))};
+}
+
 inline std::size_t PictureBytes(unsigned width, unsigned height, int bits) {
   return static_cast<std::size_t>(width) * height * static_cast<unsigned>(bits) / 8;
 }
 
-// Frames of `effect` as a host plays them: the progress steps through 0..1 in 31 frames, and each
-// result is released.
-void PlayFrames(benchmark::State& state, IKeloTransition* effect, ICIF* from, ICIF* to);
+// One frame of `effect` per iteration, from a host's side, for the frame FrameOf gives:
+// DoTransition and the result released. Progress runs through the inside of a 30-frame transition
+// (1/30 .. 29/30), so no frame is one of the early returns some effects make at the ends. Bytes:
+// two pictures read, one written.
+void PlayFrames(benchmark::State& state, IKeloTransition* effect);
+
+// The same for an Effect made once with its starting settings.
+template <class Effect>
+void EffectFrame(benchmark::State& state) {
+  ComPtr<IKeloTransition> effect;
+  IID iid = IID_IKeloTransition;
+  CObject<Effect>::_CreateInstance(nullptr, &iid, effect.PutVoid());
+  PlayFrames(state, effect.Get());
+}
 
 // The memory-bound limit for an effect: read two pictures and write one of the same size,
 // with no allocation. Registered as "Reference/<bits>/<width>x<height>".

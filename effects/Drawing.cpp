@@ -24,9 +24,9 @@ void Drawing::Clear(ICIF* picture) const {
   if (maths_ && picture != nullptr) maths_->Clear(picture, nullptr, 0);
 }
 
-void Drawing::Paste(ICIF* destination, ICIF* source, int x, int y) const {
+void Drawing::Paste(ICIF* destination, ICIF* source, int x, int y, ICIF* mask) const {
   if (maths_ && destination != nullptr && source != nullptr)
-    maths_->Paste(destination, source, nullptr, x, y);
+    maths_->Paste(destination, source, mask, x, y);
 }
 
 void Drawing::PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int rw, int rh, int x,
@@ -45,9 +45,10 @@ void Drawing::PasteRegion(ICIFSubImage* region, ICIF* destination, ICIF* source,
   Paste(destination, region, x, y);
 }
 
-void Drawing::Warp(ITransform* transform, ICIF* source, ICIF* destination) const {
+void Drawing::Warp(ITransform* transform, ICIF* source, ICIF* destination, double x,
+                   double y) const {
   if (transform_ && transform != nullptr && source != nullptr && destination != nullptr)
-    transform_->Warp(transform, source, destination, 0, 0, 1, 1);
+    transform_->Warp(transform, source, destination, x, y, 1, 1);
 }
 
 void Drawing::Finish(ICIF* picture) const {

@@ -1,6 +1,6 @@
 // The host operations effects draw with: resizing, copying, clearing, pasting (whole pictures or
-// regions of them) and finishing. Every operation hands out an owned picture and quietly does
-// nothing when the host gave no component or no picture: effects check no host result.
+// regions of them), warping and finishing. Every operation hands out an owned picture and quietly
+// does nothing when the host gave no component or no picture: effects check no host result.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,9 @@ class Drawing {
   ComPtr<ICIF> Resize(ICIF* source, int width, int height) const;
   ComPtr<ICIF> Copy(ICIF* source) const;
   void Clear(ICIF* picture) const;
-  void Paste(ICIF* destination, ICIF* source, int x, int y) const;
+  // With a mask, only where the host's mask selects; the destination itself as its mask draws
+  // only where nothing was drawn since its Clear.
+  void Paste(ICIF* destination, ICIF* source, int x, int y, ICIF* mask = nullptr) const;
   // Pastes the region (rx, ry, rw, rh) of `source` at (x, y), through a sub-picture.
   void PasteRegion(ICIF* destination, ICIF* source, int rx, int ry, int rw, int rh, int x,
                    int y) const;
@@ -24,9 +26,10 @@ class Drawing {
   ComPtr<ICIFSubImage> Region() const;
   void PasteRegion(ICIFSubImage* region, ICIF* destination, ICIF* source, int rx, int ry, int rw,
                    int rh, int x, int y) const;
-  // Draws `source` into `destination` through `transform` (offset 0, 0, scale 1, 1); pixels
-  // outside the warped picture stay as they are.
-  void Warp(ITransform* transform, ICIF* source, ICIF* destination) const;
+  // Draws `source` into `destination` through `transform`, then offset by (x, y) (scale 1, 1);
+  // pixels outside the warped picture stay as they are.
+  void Warp(ITransform* transform, ICIF* source, ICIF* destination, double x = 0,
+            double y = 0) const;
   // The closing call on a finished result.
   void Finish(ICIF* picture) const;
 
@@ -34,6 +37,14 @@ class Drawing {
   ComPtr<ICIFTransform> transform_;
   ComPtr<ICIFMaths> maths_;
 };
+
+// Hands out one of the caller's own pictures (not a copy) with one added reference: the early
+// returns of the effects at the ends of a transition.
+inline HRESULT HandOut(ICIF* picture, ICIF** out) {
+  picture->AddRef();
+  *out = picture;
+  return S_OK;
+}
 
 // A truncating conversion to 32 bits as the processor makes it: values that do not fit (and
 // NaN) give INT32_MIN instead of undefined behaviour.

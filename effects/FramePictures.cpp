@@ -11,6 +11,14 @@ TransitionShape ReadTransitionShape(ICIF* from, ICIF* to) {
   return shape;
 }
 
+PictureSizes ReadSizes(ICIF* from, ICIF* to) {
+  PictureSizes sizes;
+  unsigned planes = 0;
+  from->GetSize(&sizes.fromWidth, &sizes.fromHeight, &planes);
+  to->GetSize(&sizes.width, &sizes.height, &planes);
+  return sizes;
+}
+
 bool FramePictures::MatchSizes() {
   if (!shape.SizesDiffer()) return true;
   if (auto transform = ComPtr<ICIFTransform>::Adopt(CIFObject::CreateTransform()))

@@ -18,6 +18,13 @@ struct TransitionShape {
 };
 TransitionShape ReadTransitionShape(ICIF* from, ICIF* to);
 
+// The two pictures' sizes alone, from's read first, then to's (the geometric effects read no
+// format, and only to's size counts for most of them).
+struct PictureSizes {
+  unsigned fromWidth = 0, fromHeight = 0, width = 0, height = 0;
+};
+PictureSizes ReadSizes(ICIF* from, ICIF* to);
+
 // The pictures of one frame: the shape, and `from` itself or, after MatchSizes, its copy
 // resampled to to's size.
 struct FramePictures {

@@ -4,10 +4,14 @@
 
 #include "effects/CounterBands.h"
 #include "effects/Cover.h"
+#include "effects/Deform.h"
 #include "effects/Dissolve.h"
 #include "effects/Dither.h"
+#include "effects/Flip.h"
+#include "effects/PerspectiveTurn.h"
 #include "effects/RandomTransition.h"
 #include "effects/ShutterBands.h"
+#include "effects/Twirl.h"
 #include "sdk/Text.h"
 
 namespace {
@@ -66,15 +70,20 @@ constexpr ModuleComponent Preset() {
 constexpr std::array kComponents{
     Preset<CCover, 0>(),  // "PushTransition"
     Preset<CCover, 1>(),  // "CrushTransition"
-    ModuleComponent{CCounterBands::kPresets[0].name, &CreateCounterCoverTransition},
-    Component<CCover>(),
-    Component<CCounterBands>(),
-    Component<CDissolve>(),
-    Component<CDissolveAdditive>(),
-    Component<CDither>(),
-    Component<CDitherCumulative>(),
-    Component<CRandomTransition>(),
-    Component<CShutterBands>(),
+    ModuleComponent{CCounterBands::kPresets[0].name,
+                    &CreateCounterCoverTransition},  // "CounterCoverTransition"
+    Component<CCover>(),                             // "CoverTransition"
+    Component<CCounterBands>(),                      // "CounterBandsTransition"
+    Component<CDeform>(),                            // "DeformTransition"
+    Component<CDissolve>(),                          // "DissolveTransition"
+    Component<CDissolveAdditive>(),                  // "DissolveAdditiveTransition"
+    Component<CDither>(),                            // "DitherTransition"
+    Component<CDitherCumulative>(),                  // "DitherCumulativeTransition"
+    Component<CFlip>(),                              // "FlipTransition"
+    Component<CPerspectiveTurn>(),                   // "PerspectiveTurnTransition"
+    Component<CRandomTransition>(),                  // "RandomTransition"
+    Component<CShutterBands>(),                      // "ShutterBandsTransition"
+    Component<CTwirl>(),                             // "TwirlTransition"
 };
 
 }  // namespace

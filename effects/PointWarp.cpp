@@ -4,21 +4,37 @@
 
 namespace {
 
-ComPtr<IPointsCollection> PointsOf(const SixPoints& points) {
-  auto collection = ComPtr<IPointsCollection>::Adopt(GEOObject::CreatePointsCollection());
-  if (collection)
+void Add(IPointsCollection* collection, std::span<const PlanePoint> points) {
+  if (collection != nullptr)
     for (const PlanePoint& point : points) collection->Add(point.x, point.y, 0);
-  return collection;
 }
 
 }  // namespace
 
+PointFit::PointFit()
+    : fit_(ComPtr<ITransformBestFit>::Adopt(GEOObject::CreateBestFit())),
+      transform_(fit_ ? fit_.As<ITransform>() : nullptr),
+      points_(ComPtr<IPointsCollection>::Adopt(GEOObject::CreatePointsCollection())),
+      targets_(ComPtr<IPointsCollection>::Adopt(GEOObject::CreatePointsCollection())) {}
+
+void PointFit::AddPoints(std::span<const PlanePoint> points) const {
+  Add(points_.Get(), points);
+}
+
+void PointFit::AddTargets(std::span<const PlanePoint> targets) const {
+  Add(targets_.Get(), targets);
+}
+
+void PointFit::WarpAndFinish(const Drawing& draw, ICIF* moving, ICIF* canvas) const {
+  if (fit_) fit_->Fit(points_.Get(), targets_.Get(), 0);
+  draw.Warp(transform_.Get(), moving, canvas);
+  draw.Finish(canvas);
+}
+
 void WarpOntoPoints(const Drawing& draw, ICIF* moving, ICIF* canvas, const SixPoints& points,
                     const SixPoints& targets) {
-  auto fit = ComPtr<ITransformBestFit>::Adopt(GEOObject::CreateBestFit());
-  ComPtr<ITransform> transform = fit ? fit.As<ITransform>() : nullptr;
-  const ComPtr<IPointsCollection> from = PointsOf(points), to = PointsOf(targets);
-  if (fit) fit->Fit(from.Get(), to.Get(), 0);
-  draw.Warp(transform.Get(), moving, canvas);
-  draw.Finish(canvas);
+  const PointFit fit;
+  fit.AddPoints(points);
+  fit.AddTargets(targets);
+  fit.WarpAndFinish(draw, moving, canvas);
 }

@@ -2,7 +2,8 @@
 // starting value, how Randomize draws it), its text table, its property page and how Replicate
 // and Randomize differ from the common shape. CAdjustableEffect<T> builds FinalConstruct,
 // Interfaces, Randomize, Replicate, GetPages, Save and Load from T::kDeclaration, so an effect
-// file holds only its declaration and its DoTransition.
+// file holds only its declaration and its DoTransition. The same operations are pieces of their
+// own (DeclaredOperations<T>, PersistProperties) for a class whose layout is not the common one.
 //
 //   class CExample : public CAdjustableEffect<CExample> {
 //    public:
@@ -78,45 +79,105 @@ struct EffectDeclaration {
 // property page) and, when given, `texts` as the entry's third item with `option`.
 HRESULT MakePropertyPages(INamedCollection** pages, const wchar_t* texts, int option);
 
-// Save/Load write and read the property table: as XML when the stream offers IXMLStream, else
-// into a folder stream; any other stream (or none) is left alone. Always S_OK.
+// Save/Load of the property table: as XML when the stream offers IXMLStream, else into a folder
+// stream; any other stream (or none) is left alone. Always S_OK.
+HRESULT PersistProperties(IUIPropInterrogateEx* properties, IDataStream* stream, int option,
+                          bool save);
+
 template <class T>
 class CDataPersistImpl : public IDataPersist {
  public:
   HRESULT Save(IDataStream* stream, int option) override {
-    return PersistProperties(stream, option, /*save=*/true);
+    return PersistProperties(static_cast<T*>(this), stream, option, /*save=*/true);
   }
   HRESULT Load(IDataStream* stream, int option) override {
-    return PersistProperties(stream, option, /*save=*/false);
+    return PersistProperties(static_cast<T*>(this), stream, option, /*save=*/false);
   }
 
  protected:
   ~CDataPersistImpl() = default;
+};
+
+// The operations built from T::kDeclaration, as pieces: CAdjustableEffect is made of them, and a
+// class of another layout (its own base order and primary table) calls the ones it shares.
+// T derives from IUIPropInterrogateImpl<T, IUIPropInterrogateEx, 10>.
+template <class T>
+struct DeclaredOperations {
+  // Sets every declared property to its starting value.
+  static void SetStartingValues(T& self) {
+    const EffectDeclaration<T>& declaration = T::kDeclaration;
+    for (int i = 0; i < declaration.Count(); ++i) {
+      const PropertyDeclaration<T>& property = declaration.properties[i];
+      if (property.integer != nullptr)
+        self.*property.integer = static_cast<std::int32_t>(property.initial);
+      else
+        self.*property.real = property.initial;
+    }
+  }
+
+  // Adds the entries in the declared order: through PropE when the property has text, else
+  // directly with its range.
+  static void AddProperties(T& self) {
+    const EffectDeclaration<T>& declaration = T::kDeclaration;
+    IString* texts = declaration.texts != nullptr ? ISCreate(declaration.texts) : nullptr;
+    for (int i = 0; i < declaration.Count(); ++i) {
+      const PropertyDeclaration<T>& property = declaration.properties[i];
+      void* value = property.integer != nullptr ? static_cast<void*>(&(self.*property.integer))
+                                                : static_cast<void*>(&(self.*property.real));
+      if (property.textId != 0)
+        self.PropE(property.id, value, static_cast<int>(property.flags), texts, property.textId,
+                   nullptr);
+      else
+        self.AddProperty(property.id, value, property.flags, property.minimum, property.maximum);
+    }
+    if (texts != nullptr) texts->Release();
+  }
+
+  // Draws each property that has a random range from gRandom, in the declared order, and sets it
+  // through Control.
+  static HRESULT Randomize(T& self) {
+    const EffectDeclaration<T>& declaration = T::kDeclaration;
+    for (int i = 0; i < declaration.Count(); ++i) {
+      const RandomRange range = declaration.properties[i].random;
+      if (range.count > 0)
+        self.Control(declaration.properties[i].id,
+                     RandomChoice(gRandom.Random(), range.count, range.base));
+    }
+    return declaration.randomizeResult;
+  }
+
+  // A new T, made as the factory makes it and handed out as its IKeloTransition, with every
+  // property copied through its Control (a double travels as a float, so it is narrowed).
+  static HRESULT Replicate(const T& self, IUnknown** copy) {
+    IID iid = IID_IKeloTransition;
+    const HRESULT hr = CObject<T>::_CreateInstance(nullptr, &iid, reinterpret_cast<void**>(copy));
+    if (hr < 0) return hr;
+    IUIPropInterrogate* properties = nullptr;
+    (*copy)->QueryInterface(IID_IUIPropInterrogate, reinterpret_cast<void**>(&properties));
+    if (properties == nullptr) return S_OK;
+    const EffectDeclaration<T>& declaration = T::kDeclaration;
+    const bool declaredOrder = declaration.replicateOrder[0] != 0;
+    for (int i = 0; i < declaration.Count(); ++i) {
+      const int id = declaredOrder ? declaration.replicateOrder[i] : declaration.properties[i].id;
+      if (id != 0) properties->Control(id, SettingOf(self, id));
+    }
+    properties->Release();
+    return S_OK;
+  }
+
+  static HRESULT GetPages(INamedCollection** pages) {
+    return MakePropertyPages(pages, T::kDeclaration.pageTexts, T::kDeclaration.pageOption);
+  }
 
  private:
-  HRESULT PersistProperties(IDataStream* stream, int option, bool save) {
-    if (stream == nullptr) return S_OK;
-    IUIPropInterrogateEx* properties = static_cast<T*>(this);
-    IUnknown* xml = nullptr;
-    if (stream->QueryInterface(IID_IXMLStream, reinterpret_cast<void**>(&xml)) >= 0 &&
-        xml != nullptr) {
-      xml->Release();
-      if (save)
-        properties->UIPropInterrogate_SaveXML(nullptr, stream, option);
-      else
-        properties->UIPropInterrogate_LoadXML(nullptr, stream, option);
-      return S_OK;
+  // A property's value as Control takes it: the integer, or a double's float bit pattern.
+  static int SettingOf(const T& self, int id) {
+    for (const PropertyDeclaration<T>& property : T::kDeclaration.properties) {
+      if (property.id != id) continue;
+      if (property.integer != nullptr) return self.*property.integer;
+      return FloatBits(static_cast<float>(self.*property.real));
     }
-    IFolderStream* folder = nullptr;
-    if (stream->QueryInterface(IID_IFolderStream, reinterpret_cast<void**>(&folder)) >= 0 &&
-        folder != nullptr) {
-      if (save)
-        properties->UIPropInterrogate_SaveFolderStream(nullptr, folder, option);
-      else
-        properties->UIPropInterrogate_LoadFolderStream(folder, option);
-      folder->Release();
-    }
-    return S_OK;
+    return 0;
   }
 };
 
@@ -146,68 +207,24 @@ class CAdjustableEffect : public CObjectRoot,
     return table;
   }
 
-  // Sets every property to its starting value, then adds the entries in the declared order:
-  // through PropE when the property has text, else directly with its range. Always S_OK.
+  // Sets every property to its starting value, then adds the entries. Always S_OK.
   HRESULT FinalConstruct() override {
-    const EffectDeclaration<T>& declaration = T::kDeclaration;
     T& self = *static_cast<T*>(this);
-    for (int i = 0; i < declaration.Count(); ++i) {
-      const PropertyDeclaration<T>& property = declaration.properties[i];
-      if (property.integer != nullptr)
-        self.*property.integer = static_cast<std::int32_t>(property.initial);
-      else
-        self.*property.real = property.initial;
-    }
-    IString* texts = declaration.texts != nullptr ? ISCreate(declaration.texts) : nullptr;
-    for (int i = 0; i < declaration.Count(); ++i) {
-      const PropertyDeclaration<T>& property = declaration.properties[i];
-      void* value = property.integer != nullptr ? static_cast<void*>(&(self.*property.integer))
-                                                : static_cast<void*>(&(self.*property.real));
-      if (property.textId != 0)
-        this->PropE(property.id, value, static_cast<int>(property.flags), texts, property.textId,
-                    nullptr);
-      else
-        this->AddProperty(property.id, value, property.flags, property.minimum, property.maximum);
-    }
-    if (texts != nullptr) texts->Release();
+    DeclaredOperations<T>::SetStartingValues(self);
+    DeclaredOperations<T>::AddProperties(self);
     return S_OK;
   }
 
   HRESULT Uninitialize() override { return S_OK; }
 
-  // Draws each property that has a random range from gRandom, in the declared order, and sets it
-  // through Control.
-  HRESULT Randomize() override {
-    const EffectDeclaration<T>& declaration = T::kDeclaration;
-    for (int i = 0; i < declaration.Count(); ++i) {
-      const RandomRange range = declaration.properties[i].random;
-      if (range.count > 0)
-        this->Control(declaration.properties[i].id, RandomSetting(range.count, range.base));
-    }
-    return declaration.randomizeResult;
-  }
+  HRESULT Randomize() override { return DeclaredOperations<T>::Randomize(*static_cast<T*>(this)); }
 
-  // A new T, made as the factory makes it and handed out as its IKeloTransition, with every
-  // property copied through its Control (a double travels as a float, so it is narrowed).
   HRESULT Replicate(IUnknown** copy) override {
-    IID iid = IID_IKeloTransition;
-    const HRESULT hr = CObject<T>::_CreateInstance(nullptr, &iid, reinterpret_cast<void**>(copy));
-    if (hr < 0) return hr;
-    IUIPropInterrogate* properties = nullptr;
-    (*copy)->QueryInterface(IID_IUIPropInterrogate, reinterpret_cast<void**>(&properties));
-    if (properties == nullptr) return S_OK;
-    const EffectDeclaration<T>& declaration = T::kDeclaration;
-    const bool declaredOrder = declaration.replicateOrder[0] != 0;
-    for (int i = 0; i < declaration.Count(); ++i) {
-      const int id = declaredOrder ? declaration.replicateOrder[i] : declaration.properties[i].id;
-      if (id != 0) properties->Control(id, SettingOf(id));
-    }
-    properties->Release();
-    return S_OK;
+    return DeclaredOperations<T>::Replicate(*static_cast<const T*>(this), copy);
   }
 
   HRESULT GetPages(int /*reserved*/, INamedCollection** pages, IUnknown** /*reserved2*/) override {
-    return MakePropertyPages(pages, T::kDeclaration.pageTexts, T::kDeclaration.pageOption);
+    return DeclaredOperations<T>::GetPages(pages);
   }
 
  protected:
@@ -216,17 +233,5 @@ class CAdjustableEffect : public CObjectRoot,
   // One setting drawn from gRandom: an integer among `count` values from `base`.
   static int RandomSetting(int count, int base = 0) {
     return RandomChoice(gRandom.Random(), count, base);
-  }
-
- private:
-  // A property's value as Control takes it: the integer, or a double's float bit pattern.
-  int SettingOf(int id) const {
-    const T& self = *static_cast<const T*>(this);
-    for (const PropertyDeclaration<T>& property : T::kDeclaration.properties) {
-      if (property.id != id) continue;
-      if (property.integer != nullptr) return self.*property.integer;
-      return FloatBits(static_cast<float>(self.*property.real));
-    }
-    return 0;
   }
 };

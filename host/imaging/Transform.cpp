@@ -42,8 +42,10 @@ bool Upright(const Surface& s, PoolBuffer* keep, Surface* out) {
 // OpenCV's remapping addresses source pixels with 16-bit coordinates.
 constexpr unsigned kMaxRemapSide = 32000;
 
-// Resamples `from` into `to` (same depth; rows ascending): area filter when shrinking, bilinear
-// when growing, an exact copy at the same size; an empty `from` gives black.
+// Resamples `from` into `to` (same depth; rows ascending): an exact copy at the same size; when
+// shrinking, blocks of k x k' pixels averaged first (k and k' the whole parts of the shrink
+// factors; OpenCV's fast area filter), then bilinear to the exact size, so no step shrinks by 2
+// or more without averaging; an empty `from` gives black.
 HRESULT ResizeSurface(const Surface& from, const Surface& to) {
   if (to.Empty()) return S_OK;
   if (from.Empty()) {
@@ -60,25 +62,28 @@ HRESULT ResizeSurface(const Surface& from, const Surface& to) {
   try {
     cv::Mat source = MatOf(upright);
     cv::Mat target = MatOf(to);
-    const bool shrinkX = to.width < from.width, shrinkY = to.height < from.height;
-    const bool growX = to.width > from.width, growY = to.height > from.height;
-    if (!growX && !growY) {
-      cv::resize(source, target, target.size(), 0, 0, cv::INTER_AREA);
-    } else if (!shrinkX && !shrinkY) {
-      cv::resize(source, target, target.size(), 0, 0, cv::INTER_LINEAR);
-    } else {
-      // One direction shrinks and the other grows: average along the shrinking one first, then
-      // interpolate along the other, so neither step aliases.
-      const cv::Size middle(shrinkX ? target.cols : source.cols,
-                            shrinkY ? target.rows : source.rows);
-      const std::size_t stride =
-          Picture::StrideFor(static_cast<std::size_t>(middle.width) * from.Channels());
-      PoolBuffer buffer(stride * static_cast<std::size_t>(middle.height));
-      if (!buffer) return E_FAIL;
-      cv::Mat between(middle, source.type(), buffer.data(), stride);
-      cv::resize(source, between, middle, 0, 0, cv::INTER_AREA);
-      cv::resize(between, target, target.size(), 0, 0, cv::INTER_LINEAR);
+    const int blockX = std::max(1, static_cast<int>(from.width / to.width));
+    const int blockY = std::max(1, static_cast<int>(from.height / to.height));
+    PoolBuffer buffer;
+    if (blockX > 1 || blockY > 1) {
+      // Given a factor and no size, OpenCV keeps to its fast path (averaging a partial last
+      // block over the pixels it has) and takes this size, computed as it computes it.
+      const double fx = 1.0 / blockX, fy = 1.0 / blockY;
+      const cv::Size averaged(cvRound(source.cols * fx), cvRound(source.rows * fy));
+      cv::Mat between = target;
+      if (averaged != target.size()) {
+        const std::size_t stride =
+            Picture::StrideFor(static_cast<std::size_t>(averaged.width) * from.Channels());
+        buffer = PoolBuffer(stride * static_cast<std::size_t>(averaged.height));
+        if (!buffer) return E_FAIL;
+        between = cv::Mat(averaged, source.type(), buffer.data(), stride);
+      }
+      cv::resize(source, between, cv::Size(), fx, fy, cv::INTER_AREA);
+      if (between.data != (buffer ? buffer.data() : to.first)) return E_FAIL;
+      source = between;
     }
+    if (source.data != target.data)
+      cv::resize(source, target, target.size(), 0, 0, cv::INTER_LINEAR);
     // The result must have been written in place, never into memory OpenCV allocated.
     if (target.data != to.first) return E_FAIL;
   } catch (...) {
@@ -256,9 +261,18 @@ HRESULT PictureTransform::Warp(ITransform* transform, ICIF* source, ICIF* destin
     const Matrix3 toIndex =
         Multiply(Matrix3{1, 0, -0.5, 0, 1, -0.5, 0, 0, 1},
                  Multiply(g, Matrix3{1, 0, left + 0.5, 0, 1, top + 0.5, 0, 0, 1}));
-    cv::warpPerspective(MatOf(upright), box,
-                        cv::Mat(3, 3, CV_64F, const_cast<double*>(toIndex.data())), box.size(),
-                        cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, cv::BORDER_REPLICATE);
+    // An affine map (translations, turns, scales: a last row of exact zeros and a scale) takes
+    // OpenCV's cheaper affine warp.
+    if (toIndex[6] == 0 && toIndex[7] == 0 && toIndex[8] != 0) {
+      double rows[6];
+      for (int i = 0; i < 6; ++i) rows[i] = toIndex[static_cast<std::size_t>(i)] / toIndex[8];
+      cv::warpAffine(MatOf(upright), box, cv::Mat(2, 3, CV_64F, rows), box.size(),
+                     cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, cv::BORDER_REPLICATE);
+    } else {
+      cv::warpPerspective(MatOf(upright), box,
+                          cv::Mat(3, 3, CV_64F, const_cast<double*>(toIndex.data())), box.size(),
+                          cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, cv::BORDER_REPLICATE);
+    }
     if (box.data != boxBuffer.data()) return E_FAIL;
     const RowConverter convert = ConverterFor(from.bits, to.bits);
     const CoverageTarget coverage = CoverageOf(destination);

@@ -230,6 +230,20 @@ TEST_F(ImagingPicture, ResizeSizesFormatsAndAverages) {
     const unsigned char v = 25 + 100 * x + 50 * y;
     return Pixel{v, static_cast<unsigned char>(v + 1), static_cast<unsigned char>(v + 2)};
   });
+  // Shrinking by a factor that is not whole still averages: a one-pixel checkerboard becomes an
+  // even grey at 3.2x and at 2.5 x 0.8 (sampling alone would keep black and white pixels).
+  auto checker = NewPicture(64, 48, 8, [](unsigned x, unsigned y, unsigned) {
+    return static_cast<unsigned char>((x + y) % 2 ? 255 : 0);
+  });
+  for (auto [w, h] : {std::pair{20u, 15u}, std::pair{25u, 60u}}) {
+    ComPtr<ICIF> grey;
+    ASSERT_EQ(transform->Resize(checker.Get(), grey.Put(), w, h, 0, 1), S_OK);
+    for (unsigned y = 0; y < h; ++y)
+      for (unsigned x = 0; x < w; ++x) {
+        ASSERT_GT(*At(grey.Get(), x, y), 90) << w << "x" << h << " at " << x << "," << y;
+        ASSERT_LT(*At(grey.Get(), x, y), 165) << w << "x" << h << " at " << x << "," << y;
+      }
+  }
   ICIF* out = reinterpret_cast<ICIF*>(1);
   EXPECT_EQ(transform->Resize(nullptr, &out, 4, 4, 0, 1), E_INVALIDARG);
   EXPECT_EQ(out, nullptr);

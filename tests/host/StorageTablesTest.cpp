@@ -14,16 +14,6 @@ namespace {
 
 using host::storage::RegistryStore;
 
-// The text of `key` in table `table`, through the real module as the effects reach it.
-std::wstring Lookup(IStringTable* strings, std::wstring_view table, std::wstring_view key) {
-  if (Failed(strings->Open(Str(table).Get()))) return L"<no table>";
-  int index = -1;
-  if (Failed(strings->Find(Str(key).Get(), &index))) return L"<no key>";
-  ComPtr<IString> text;
-  if (Failed(strings->GetText(index, text.Put()))) return L"<no text>";
-  return Text(text.Get());
-}
-
 // The value of a registry key, or "<unset>".
 std::wstring Get(RegistryStore& store, std::wstring_view section, std::wstring_view key) {
   std::wstring value;
@@ -33,32 +23,6 @@ std::wstring Get(RegistryStore& store, std::wstring_view section, std::wstring_v
 HRESULT Set(RegistryStore& store, std::wstring_view section, std::wstring_view key,
             const std::wstring& value) {
   return store.Set(section, key, &value);
-}
-
-// Catches: a shipped table without a text an effect needs (or with one it must not have), read
-// through the shared module as the effects reach it.
-TEST(StorageTables, ShippedTablesHoldTheEffectsTexts) {
-  auto strings = testhost::Create<IStringTable>(L"StringTable");
-  ASSERT_TRUE(strings);
-  // Each table's "key=text" lines as the effects need them ("<no key>": must not be there).
-  const std::pair<std::wstring_view, std::vector<std::wstring_view>> expected[] = {
-      {L"KeloTransitionTexts", {L"11=Top|Right|Bottom|Left", L"12=Cover|Push|Crush"}},
-      {L"ShutterBandsTransition",
-       {L"1=Direction", L"2=Bands", L"4=Style", L"11=Up and down|Left and right", L"51=Cover|Push",
-        L"41=From band end|From band start|From both borders|From band middle"}},
-      {L"CoverTransition", {L"1=Direction", L"2=Style", L"3=<no key>"}},
-      {L"CounterBandsTransition", {L"1=Direction", L"2=Bands", L"5=Style"}},
-      {L"FlipTransition", {L"1=Direction", L"11=<no key>"}},
-      {L"PerspectiveTurnTransition", {L"1=Direction"}},
-      {L"TwirlTransition", {L"1=Revolutions"}},
-      {L"DeformTransition", {L"1=Outgoing style", L"2=Incoming style"}}};
-  for (const auto& [table, lines] : expected) {
-    for (std::wstring_view line : lines) {
-      const std::size_t equals = line.find(L'=');
-      EXPECT_EQ(Lookup(strings.Get(), table, line.substr(0, equals)), line.substr(equals + 1))
-          << std::wstring(table) << " " << std::wstring(line);
-    }
-  }
 }
 
 // Catches: a lookup before any table is open, a table outside the module folder or of another

@@ -9,16 +9,16 @@
 #include "effects/CounterBands.h"
 #include "effects/KeloTransitions.h"
 #include "tests/common/TestHost.h"
-#include "tests/module/ModuleTestSupport.h"
+#include "tests/module/EffectTestSupport.h"
 
 namespace {
 
-using moduletest::kFromMark;
-using moduletest::kToMark;
-using moduletest::Setting;
+using effecttest::kFromMark;
+using effecttest::kToMark;
+using effecttest::Setting;
 
 ComPtr<IKeloTransition> MakeBands(int style, int direction, int bands) {
-  return moduletest::NewWith<CCounterBands>({{CCounterBands::kDirection, direction},
+  return effecttest::NewWith<CCounterBands>({{CCounterBands::kDirection, direction},
                                              {CCounterBands::kStyle, style},
                                              {CCounterBands::kBands, bands}});
 }
@@ -56,11 +56,11 @@ TEST(CounterBands, EveryBandLandsWhereItsDirectionTakesIt) {
       for (int direction : {0, 1, 2, 3})
         for (int bands : {3, 13, 0, -2}) {
           const int w = direction % 2 == 0 ? 10 : 12, h = 22 - w;
-          const ComPtr<ICIF> from = testhost::MakePicture(w, h, 24, moduletest::FromPixel<9>);
-          const ComPtr<ICIF> to = testhost::MakePicture(w, h, 24, moduletest::ToPixel<9>);
+          const ComPtr<ICIF> from = testhost::MakePicture(w, h, 24, effecttest::FromPixel<9>);
+          const ComPtr<ICIF> to = testhost::MakePicture(w, h, 24, effecttest::ToPixel<9>);
           const auto effect = MakeBands(style, direction, bands);
           const auto bytes =
-              testhost::Bytes(moduletest::Render(effect.Get(), from.Get(), to.Get(), p).Get());
+              testhost::Bytes(effecttest::Render(effect.Get(), from.Get(), to.Get(), p).Get());
           for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) {
               const unsigned char* pixel = &bytes[static_cast<std::size_t>(y * w + x) * 3];
@@ -92,14 +92,14 @@ TEST(CounterBands, RandomizeReplicateAndSave) {
   // Catches draws outside Direction 0..1 and Bands 1..9, a Randomize that changes the style,
   // a copy that drops or clamps a value, and a setting missing from the saved XML.
   using Values = std::map<int, std::set<int>>;
-  EXPECT_EQ(moduletest::RandomizedValues(MakeBands(0, 0, 3).Get(), {1, 2, 5}),
+  EXPECT_EQ(effecttest::RandomizedValues(MakeBands(0, 0, 3).Get(), {1, 2, 5}),
             (Values{{1, {0, 1}}, {2, {1, 2, 3, 4, 5, 6, 7, 8, 9}}, {5, {0}}}));
   ComPtr<IUnknown> copy;
   ASSERT_EQ(MakeBands(7, 3, -4).As<IReplicableObject>()->Replicate(copy.Put()), S_OK);
   EXPECT_TRUE(copy.As<IKeloTransition>());
   EXPECT_EQ((std::array{Setting(copy.Get(), 1), Setting(copy.Get(), 2), Setting(copy.Get(), 5)}),
             (std::array{3, -4, 7}));
-  moduletest::ExpectXMLRoundTrip(MakeBands(0, 1, 6).Get(), MakeBands(1, 0, 3).Get(),
+  effecttest::ExpectXMLRoundTrip(MakeBands(0, 1, 6).Get(), MakeBands(1, 0, 3).Get(),
                                  {{1, L"Direction", 1}, {2, L"Bands", 6}, {5, L"Style", 0}});
 }
 

@@ -6,6 +6,7 @@
 
 #include "effects/Cover.h"
 #include "tests/common/TestHost.h"
+#include "tests/module/EffectTestSupport.h"
 #include "tests/module/ModuleTestSupport.h"
 
 namespace {
@@ -14,11 +15,11 @@ using moduletest::Render;
 using testhost::Bytes;
 using testhost::MakePicture;
 
-using moduletest::kFromMark;
-using moduletest::kToMark;
+using effecttest::kFromMark;
+using effecttest::kToMark;
 // Pixels name their origin: bytes (x * 10, y * 10, picture mark).
-constexpr auto FromPixel = moduletest::FromPixel<10>;
-constexpr auto ToPixel = moduletest::ToPixel<10>;
+constexpr auto FromPixel = effecttest::FromPixel<10>;
+constexpr auto ToPixel = effecttest::ToPixel<10>;
 
 // What one line (row for directions 0 and 2, column for 1 and 3) of the result should show.
 struct Line {
@@ -34,7 +35,7 @@ ComPtr<IKeloTransition> MakeCover(int style, int direction) {
   return effect;
 }
 
-using moduletest::Setting;
+using effecttest::Setting;
 
 // The expected lines of cover (0) and push (1), with k = trunc(N p) incoming and r = trunc(N q)
 // outgoing lines.

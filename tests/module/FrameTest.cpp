@@ -128,8 +128,8 @@ TEST(ComponentObject, FailedCreationLeavesNothingBehind) {
 }
 
 // Catches: a name matched loosely (case, trailing space, prefix), the factory written on
-// failure, a component missing from the list, out of CreateFunction's order or making an object of
-// the wrong class (presets are the cover or counter-bands effect with a style already set).
+// failure, a component missing from the list or making an object of the wrong class (presets are
+// the cover effect with a style already set).
 TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
   ComponentFactory factory = nullptr;
   EXPECT_EQ(CreateFunction(RefLiteral(L"DissolveTransition"), &factory), S_OK);
@@ -144,23 +144,30 @@ TEST(ModuleEntry, CreateFunctionMatchesExactNames) {
   EXPECT_EQ(CreateFunction(tagREFString{8, L"Dissolve"}, &factory), E_FAIL);
   EXPECT_EQ(factory, reinterpret_cast<ComponentFactory>(1));  // not written on failure
 
+  // Every name the module offers, in the order CreateFunction tests them (one line each), makes
+  // a transition named after its class: presets are their class with a setting already made.
   const std::pair<const wchar_t*, const wchar_t*> names[] = {
       {L"PushTransition", L"CoverTransition"},
       {L"CrushTransition", L"CoverTransition"},
       {L"CounterCoverTransition", L"CounterBandsTransition"},
       {L"CoverTransition", L"CoverTransition"},
       {L"CounterBandsTransition", L"CounterBandsTransition"},
+      {L"DeformTransition", L"DeformTransition"},
       {L"DissolveTransition", L"DissolveTransition"},
       {L"DissolveAdditiveTransition", L"DissolveAdditiveTransition"},
       {L"DitherTransition", L"DitherTransition"},
       {L"DitherCumulativeTransition", L"DitherCumulativeTransition"},
+      {L"FlipTransition", L"FlipTransition"},
+      {L"PerspectiveTurnTransition", L"PerspectiveTurnTransition"},
       {L"RandomTransition", L"RandomTransition"},
-      {L"ShutterBandsTransition", L"ShutterBandsTransition"}};
+      {L"ShutterBandsTransition", L"ShutterBandsTransition"},
+      {L"TwirlTransition", L"TwirlTransition"},
+  };
   ASSERT_EQ(ModuleComponents().size(), std::size(names));
-  for (std::size_t i = 0; i < std::size(names); ++i) {
-    const auto& [component, objectName] = names[i];
-    const tagREFString row = ModuleComponents()[i].name;
-    EXPECT_EQ(std::wstring(row.text, row.length), component) << "row " << i;
+  std::size_t row = 0;
+  for (const auto& [component, objectName] : names) {
+    const tagREFString registered = ModuleComponents()[row++].name;
+    EXPECT_EQ(std::wstring(registered.text, registered.length), component) << "row " << row;
     auto info = moduletest::Create<IObjectInfo>(component);
     EXPECT_EQ(NameOf(info.Get()), objectName);
     EXPECT_TRUE(info.As<IKeloTransition>()) << component;

@@ -10,14 +10,14 @@
 
 #include "effects/ShutterBands.h"
 #include "tests/common/TestHost.h"
-#include "tests/module/ModuleTestSupport.h"
+#include "tests/module/EffectTestSupport.h"
 
 namespace {
 
-using moduletest::Setting;
+using effecttest::Setting;
 
 ComPtr<IKeloTransition> MakeShutter(int style, int direction, int bands) {
-  return moduletest::NewWith<CShutterBands>({{CShutterBands::kDirection, direction},
+  return effecttest::NewWith<CShutterBands>({{CShutterBands::kDirection, direction},
                                              {CShutterBands::kStyle, style},
                                              {CShutterBands::kBands, bands}});  // unclamped
 }
@@ -26,17 +26,17 @@ ComPtr<IKeloTransition> MakeShutter(int style, int direction, int bands) {
 // must come from its own place, and a line from one picture only.
 std::set<int> OpenLines(int style, int direction, int bands, double p, int n) {
   const int w = direction == 0 ? 3 : n, h = direction == 0 ? n : 3;
-  const ComPtr<ICIF> from = testhost::MakePicture(w, h, 24, moduletest::FromPixel<7>);
-  const ComPtr<ICIF> to = testhost::MakePicture(w, h, 24, moduletest::ToPixel<7>);
+  const ComPtr<ICIF> from = testhost::MakePicture(w, h, 24, effecttest::FromPixel<7>);
+  const ComPtr<ICIF> to = testhost::MakePicture(w, h, 24, effecttest::ToPixel<7>);
   const auto bytes = testhost::Bytes(
-      moduletest::Render(MakeShutter(style, direction, bands).Get(), from.Get(), to.Get(), p)
+      effecttest::Render(MakeShutter(style, direction, bands).Get(), from.Get(), to.Get(), p)
           .Get());
   std::vector<int> toPixels(static_cast<std::size_t>(n));
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
       const unsigned char* pixel = &bytes[static_cast<std::size_t>(y * w + x) * 3];
       EXPECT_EQ(pixel[0] + 256 * pixel[1], x * 7 + 256 * y * 7);
-      toPixels[static_cast<std::size_t>(direction == 0 ? y : x)] += pixel[2] == moduletest::kToMark;
+      toPixels[static_cast<std::size_t>(direction == 0 ? y : x)] += pixel[2] == effecttest::kToMark;
     }
   std::set<int> open;
   for (int line = 0; line < n; ++line) {
@@ -132,14 +132,14 @@ TEST(ShutterBands, RandomizeReplicateAndSave) {
   // Catches draws outside Direction 0..1, Bands 2..9 and Style 0..3, a copy handed out as another
   // interface than IShutter or not set through its setters, and a setting missing from the XML.
   using Values = std::map<int, std::set<int>>;
-  EXPECT_EQ(moduletest::RandomizedValues(MakeShutter(0, 0, 3).Get(), {1, 2, 4}),
+  EXPECT_EQ(effecttest::RandomizedValues(MakeShutter(0, 0, 3).Get(), {1, 2, 4}),
             (Values{{1, {0, 1}}, {2, {2, 3, 4, 5, 6, 7, 8, 9}}, {4, {0, 1, 2, 3}}}));
   ComPtr<IUnknown> copy;
   ASSERT_EQ(MakeShutter(7, 70000, -4).As<IReplicableObject>()->Replicate(copy.Put()), S_OK);
   EXPECT_EQ(static_cast<void*>(copy.Get()), static_cast<void*>(copy.As<IShutter>().Get()));
   EXPECT_EQ((std::array{Setting(copy.Get(), 1), Setting(copy.Get(), 2), Setting(copy.Get(), 4)}),
             (std::array{70000 - 65536, 1, 7}));
-  moduletest::ExpectXMLRoundTrip(MakeShutter(3, 1, 6).Get(), MakeShutter(0, 0, 3).Get(),
+  effecttest::ExpectXMLRoundTrip(MakeShutter(3, 1, 6).Get(), MakeShutter(0, 0, 3).Get(),
                                  {{1, L"Direction", 1}, {2, L"Bands", 6}, {4, L"Style", 3}});
 }
 

@@ -28,9 +28,10 @@ class CSettingsProbe : public CObjectRoot,
                        public IUIPropInterrogateImpl<CSettingsProbe, IUIPropInterrogateEx, 8> {
  public:
   static const auto& Interfaces() {
+    // As the effects answer: the extended interface for IUIPropInterrogate, and no answer for
+    // the extended identity itself.
     static constexpr std::array table{
-        Entry<CSettingsProbe, IUIPropInterrogateEx>(&IID_IUIPropInterrogate),
-        Entry<CSettingsProbe, IUIPropInterrogateEx>(&IID_IUIPropInterrogateEx)};
+        Entry<CSettingsProbe, IUIPropInterrogateEx>(&IID_IUIPropInterrogate)};
     return table;
   }
   HRESULT FinalConstruct() override {

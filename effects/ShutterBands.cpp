@@ -126,10 +126,13 @@ HRESULT CShutterBands::DoTransition(ICIF* from, ICIF* to, ICIF** out, double pro
   const Mask mask = CreateMask(W, H);
   if (!mask.picture) return E_FAIL;
 
-  // Horizontal slats paint rows, vertical ones columns.
+  // Horizontal slats paint rows, vertical ones columns. Every row of vertical slats is alike, so
+  // their columns are painted one row deep and that row is copied down afterwards: a pass in
+  // memory order rather than one stride per byte.
   const bool rows = direction_ == 0;
   const MaskLines lines{rows ? PaintHorizonal : PaintVertical, mask.rows.first, mask.rows.stride,
-                        static_cast<int>(rows ? W : H), static_cast<int>(rows ? H : W)};
+                        static_cast<int>(rows ? W : std::min(H, 1u)),
+                        static_cast<int>(rows ? H : W)};
   // Lines per band and open lines per band, both in single precision.
   const int B = BandSize(static_cast<unsigned>(lines.count), bands_);
   const int k = TruncInt(static_cast<float>(B) * static_cast<float>(progress));
@@ -143,6 +146,7 @@ HRESULT CShutterBands::DoTransition(ICIF* from, ICIF* to, ICIF** out, double pro
     mask.picture->Fill(0);
     PaintBands(lines, bands_, B, OpenLines(style_, B, k), 255);
   }
+  for (unsigned y = 1; !rows && y < H; ++y) std::memcpy(mask.rows.Row(y), mask.rows.first, W);
   return ApplyMaskAndFinish(from, to, mask, out);
 }
 

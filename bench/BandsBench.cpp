@@ -43,8 +43,9 @@ void Register(const std::string& name, const Settings& settings) {
     Register<CCounterBands>(
         "CounterBands/push/" + count,
         {{CCounterBands::kStyle, CCounterBands::kPush}, {CCounterBands::kBands, bands}});
+    // Style cover is what "CounterCoverTransition" makes.
     Register<CCounterBands>(
-        "CounterBands/cover/" + count,
+        "CounterCover/" + count,
         {{CCounterBands::kStyle, CCounterBands::kCover}, {CCounterBands::kBands, bands}});
   }
   // Five bands opening from their middles, as horizontal and as vertical slats.

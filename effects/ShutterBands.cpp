@@ -151,11 +151,8 @@ HRESULT CShutterBands::DoTransition(ICIF* from, ICIF* to, ICIF** out, double pro
 }
 
 HRESULT CShutterBands::Replicate(IUnknown** copy) {
-  IID iid = IID_IShutter;
   IShutter* shutter = nullptr;
-  const HRESULT hr =
-      CObject<CShutterBands>::_CreateInstance(nullptr, &iid, reinterpret_cast<void**>(&shutter));
-  if (hr < 0) return hr;
+  if (const HRESULT hr = CObject<CShutterBands>::Create(IID_IShutter, &shutter); hr < 0) return hr;
   *copy = shutter;
   shutter->put_Direction(static_cast<short>(direction_));
   shutter->put_Bands(static_cast<short>(bands_));

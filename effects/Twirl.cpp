@@ -40,11 +40,8 @@ HRESULT CTwirl::Randomize() {
 }
 
 HRESULT CTwirl::Replicate(IUnknown** copy) {
-  IID iid = IID_ITwirl;
   ITwirl* twirl = nullptr;
-  const HRESULT hr =
-      CObject<CTwirl>::_CreateInstance(nullptr, &iid, reinterpret_cast<void**>(&twirl));
-  if (hr < 0) return hr;
+  if (const HRESULT hr = CObject<CTwirl>::Create(IID_ITwirl, &twirl); hr < 0) return hr;
   twirl->put_Revolutions(static_cast<float>(revolutions_));
   *copy = twirl;
   return S_OK;

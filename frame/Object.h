@@ -79,6 +79,13 @@ class CObject final : public T {
     return 0;
   }
 
+  // _CreateInstance into a typed pointer.
+  template <class I>
+  static HRESULT Create(const IID& iid, I** out) {
+    IID wanted = iid;
+    return _CreateInstance(nullptr, &wanted, reinterpret_cast<void**>(out));
+  }
+
   // The factory that CreateFunction hands out for T. `outer` is unused: no aggregation.
   static HRESULT _CreateInstance(void* /*outer*/, IID* iid, void** out) {
     auto* object = new (std::nothrow) CObject<T>();

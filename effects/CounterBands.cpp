@@ -8,11 +8,7 @@
 
 const EffectDeclaration<CCounterBands> CCounterBands::kDeclaration{
     .properties = {{
-        {.id = kDirection,
-         .integer = &CCounterBands::direction_,
-         .flags = kPropChoice | kPropInt32,
-         .textId = 11,
-         .random = {.count = 2}},
+        DirectionProperty(&CCounterBands::direction_, 2),
         // Appended without text or range; nothing clamps it.
         {.id = kBands,
          .integer = &CCounterBands::bands_,

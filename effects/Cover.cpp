@@ -7,11 +7,7 @@
 
 const EffectDeclaration<CCover> CCover::kDeclaration{
     .properties = {{
-        {.id = kDirection,
-         .integer = &CCover::direction_,
-         .flags = kPropChoice | kPropInt32,
-         .textId = 11,
-         .random = {.count = 4}},
+        DirectionProperty(&CCover::direction_, 4),
         {.id = kStyle,
          .integer = &CCover::style_,
          .flags = kPropChoice | kPropInt32 | kPropPresetStyle,

@@ -4,11 +4,7 @@
 
 const EffectDeclaration<CFlip> CFlip::kDeclaration{
     .properties = {{
-        {.id = kDirection,
-         .integer = &CFlip::direction_,
-         .flags = kPropChoice | kPropInt32,
-         .textId = 11,
-         .random = {.count = 4}},
+        DirectionProperty(&CFlip::direction_, 4),
     }},
     .texts = L"KeloTransitionTexts",
 };

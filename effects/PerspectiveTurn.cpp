@@ -4,10 +4,7 @@
 
 const EffectDeclaration<CPerspectiveTurn> CPerspectiveTurn::kDeclaration{
     .properties = {{
-        {.id = kDirection,
-         .integer = &CPerspectiveTurn::direction_,
-         .flags = kPropChoice | kPropInt32,
-         .textId = 11},
+        DirectionProperty(&CPerspectiveTurn::direction_, 0),  // Randomize draws it itself
     }},
     .texts = L"KeloTransitionTexts",
 };

@@ -11,11 +11,7 @@
 // them through Control: IShutter's setters would store these values unchanged.
 const EffectDeclaration<CShutterBands> CShutterBands::kDeclaration{
     .properties = {{
-        {.id = kDirection,
-         .integer = &CShutterBands::direction_,
-         .flags = kPropChoice | kPropInt32,
-         .textId = 11,
-         .random = {.count = 2}},
+        DirectionProperty(&CShutterBands::direction_, 2),
         // Appended without text or range; only put_Bands clamps it.
         {.id = kBands,
          .integer = &CShutterBands::bands_,

@@ -46,6 +46,18 @@ struct PropertyDeclaration {
   RandomRange random{};
 };
 
+// The setting every directional effect has: id 1, a choice named (with its list) by entry 11 of
+// the effect's text table, starting at 0, drawn by Randomize among `directions` values (0: not
+// drawn).
+template <class T>
+constexpr PropertyDeclaration<T> DirectionProperty(std::int32_t T::*member, int directions) {
+  return {.id = 1,
+          .integer = member,
+          .flags = kPropChoice | kPropInt32,
+          .textId = 11,
+          .random = {.count = directions}};
+}
+
 // A further component name that makes the effect with one property set right after creation.
 struct EffectPreset {
   tagREFString name;

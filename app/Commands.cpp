@@ -128,6 +128,7 @@ int RunFrame(const FrameOptions& options) {
   ProbePicture(options.from);
   ProbePicture(options.to);
   CheckOutputPath(output, {options.from, options.to});
+  CheckSettingsOutput(options.settings, {options.from, options.to}, output);
   Host host;
   const auto effect = MakeEffect(host, options.transition, options.settings);
   auto from = std::async(std::launch::async, [&] { return DecodePicture(host, options.from); });
@@ -137,6 +138,7 @@ int RunFrame(const FrameOptions& options) {
   auto frame = RenderFrame(effect.Transition().Get(), effect.Name(), fromPicture.Get(), to.Get(),
                            options.progress);
   SavePng(output, View(frame.Get()));
+  SaveSettings(effect, options.settings);
   std::printf("%s\n", output.c_str());
   return kExitOk;
 }
@@ -151,17 +153,19 @@ int RunRender(const RenderOptions& options) {
   ProbePicture(options.from);
   ProbePicture(options.to);
   CheckVideoOutput(output, {options.from, options.to}, frames);
+  CheckSettingsOutput(options.settings, {options.from, options.to}, output);
 
   Host host;
   const auto effect = MakeEffect(host, options.transition, options.settings);
+  const DecodeOptions decoding{fitting.background, nullptr};
   auto fromFuture = std::async(std::launch::async, [&] {
-    auto picture = DecodePicture(host, options.from);
+    auto picture = DecodePicture(host, options.from, decoding);
     // Without a size the effect resamples `from` to to's size itself.
     return fitting.size.Empty()
                ? picture
                : FitPicture(host, picture.Get(), fitting.size, fitting.mode, fitting.background);
   });
-  auto to = DecodePicture(host, options.to);
+  auto to = DecodePicture(host, options.to, decoding);
   if (size.Empty())
     size = PictureSize(to.Get());
   else
@@ -173,6 +177,7 @@ int RunRender(const RenderOptions& options) {
   RenderTransition(effect.Transition().Get(), effect.Name(), from.Get(), to.Get(), frames, true,
                    sink);
   sink.Finish();
+  SaveSettings(effect, options.settings);
   PrintOutputs(sink.Outputs());
   return kExitOk;
 }
@@ -193,16 +198,18 @@ int RunSlideshow(const SlideshowOptions& options) {
   const Paths inputs(options.pictures.begin(), options.pictures.end());
   for (const auto& input : inputs) ProbePicture(input);
   CheckVideoOutput(output, inputs, plan.TotalFrames());
+  CheckSettingsOutput(options.settings, inputs, output);
 
   Host host;
   // One effect for the whole show: Uninitialize after each transition makes the random
   // transition pick again.
   const auto effect = MakeEffect(host, options.transition, options.settings);
   const auto transition = effect.Transition();
-  auto first = DecodePicture(host, inputs[0]);
+  const DecodeOptions decoding{fitting.background, nullptr};
+  auto first = DecodePicture(host, inputs[0], decoding);
   if (size.Empty()) size = PictureSize(first.Get());
   auto load = [&](std::size_t k) {
-    auto picture = k == 0 ? first : DecodePicture(host, inputs[k]);
+    auto picture = k == 0 ? first : DecodePicture(host, inputs[k], decoding);
     return FitPicture(host, picture.Get(), size, fitting.mode, fitting.background);
   };
   ProgressBar progress(plan.TotalFrames(), ProgressBar::WantedFor(options.quiet));
@@ -211,6 +218,7 @@ int RunSlideshow(const SlideshowOptions& options) {
       plan, load, [&](std::size_t) { return std::make_pair(transition.Get(), effect.Name()); },
       sink);
   sink.Finish();
+  SaveSettings(effect, options.settings);
   PrintOutputs(sink.Outputs());
   return kExitOk;
 }

@@ -1,206 +1,32 @@
 #include "app/PictureIO.h"
 
-#include <jerror.h>
-#include <jpeglib.h>
 #include <png.h>
 
 #include <cerrno>
 #include <csetjmp>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <opencv2/core.hpp>
 #include <string>
-#include <vector>
 
 #include "app/Errors.h"
 #include "app/Files.h"
+#include "app/PictureDecoders.h"
 
 namespace kelo {
 
 namespace {
 
-// Pictures larger than this are refused rather than risking an allocation failure mid-way.
-constexpr std::uint64_t kMaxPixels = 1ull << 28;
-
-struct FileCloser {
-  void operator()(std::FILE* file) const {
-    if (file != nullptr) std::fclose(file);
-  }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
-
-[[noreturn]] void InputError(const std::filesystem::path& path, const std::string& what) {
-  throw AppError(kExitInput, "cannot read '" + path.string() + "': " + what);
-}
+using decoders::File;
+using decoders::InputError;
 
 File OpenInput(const std::filesystem::path& path) {
   std::error_code error;
-  if (std::filesystem::is_directory(path, error)) InputError(path, "it is a folder");
+  if (std::filesystem::is_directory(path, error)) InputError(path.string(), "it is a folder");
   File file(std::fopen(path.c_str(), "rb"));
-  if (!file) InputError(path, std::strerror(errno));
+  if (!file) InputError(path.string(), std::strerror(errno));
   return file;
-}
-
-void CheckSize(const std::filesystem::path& path, std::uint64_t width, std::uint64_t height) {
-  if (width == 0 || height == 0 || width * height > kMaxPixels)
-    InputError(path,
-               "unsupported picture size " + std::to_string(width) + "x" + std::to_string(height));
-}
-
-// Places `source` (tightly packed RGB rows, as stored in the file) into `target` turned upright
-// for the EXIF orientation.
-void ApplyOrientation(const cv::Mat& source, cv::Mat& target, int orientation) {
-  switch (orientation) {
-    case 2:
-      cv::flip(source, target, 1);
-      break;
-    case 3:
-      cv::flip(source, target, -1);
-      break;
-    case 4:
-      cv::flip(source, target, 0);
-      break;
-    case 5:
-      cv::transpose(source, target);
-      break;
-    case 6:
-      cv::rotate(source, target, cv::ROTATE_90_CLOCKWISE);
-      break;
-    case 7: {
-      cv::Mat transposed;
-      cv::transpose(source, transposed);
-      cv::flip(transposed, target, -1);
-      break;
-    }
-    case 8:
-      cv::rotate(source, target, cv::ROTATE_90_COUNTERCLOCKWISE);
-      break;
-    default:
-      source.copyTo(target);
-      break;
-  }
-}
-
-// ---- JPEG
-
-struct JpegErrors {
-  jpeg_error_mgr manager;
-  std::jmp_buf jump;
-  char message[JMSG_LENGTH_MAX];
-};
-
-void JpegFail(j_common_ptr info) {
-  auto* errors = reinterpret_cast<JpegErrors*>(info->err);
-  (*info->err->format_message)(info, errors->message);
-  std::longjmp(errors->jump, 1);
-}
-
-void JpegMessage(j_common_ptr info, int level) {
-  // A file that ends early decodes as grey: treat it as the damaged file it is.
-  if (level == -1 && info->err->msg_code == JWRN_JPEG_EOF) JpegFail(info);
-}
-
-// Everything the decoder touches after setjmp lives here, on the heap, so a longjmp leaves
-// nothing indeterminate behind.
-struct JpegReader {
-  jpeg_decompress_struct info{};
-  JpegErrors errors{};
-  bool created = false;
-  File file;
-  ComPtr<ICIF> picture;
-  std::vector<unsigned char> buffer;
-  std::vector<unsigned char> cmykRow;
-  ~JpegReader() {
-    if (created) jpeg_destroy_decompress(&info);
-  }
-};
-
-int FindOrientation(jpeg_decompress_struct& info) {
-  for (jpeg_saved_marker_ptr marker = info.marker_list; marker != nullptr; marker = marker->next)
-    if (marker->marker == JPEG_APP0 + 1)
-      if (int orientation = ExifOrientation({marker->data, marker->data_length}); orientation != 1)
-        return orientation;
-  return 1;
-}
-
-ComPtr<ICIF> DecodeJpeg(const Host& host, const std::filesystem::path& path, File file) {
-  auto reader = std::make_unique<JpegReader>();
-  reader->file = std::move(file);
-  reader->info.err = jpeg_std_error(&reader->errors.manager);
-  reader->errors.manager.error_exit = JpegFail;
-  reader->errors.manager.emit_message = JpegMessage;
-  if (setjmp(reader->errors.jump)) InputError(path, reader->errors.message);
-  jpeg_create_decompress(&reader->info);
-  reader->created = true;
-  jpeg_stdio_src(&reader->info, reader->file.get());
-  jpeg_save_markers(&reader->info, JPEG_APP0 + 1, 0xFFFF);
-  jpeg_read_header(&reader->info, TRUE);
-  jpeg_decompress_struct& info = reader->info;
-  const bool cmyk = info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK;
-  info.out_color_space = cmyk ? JCS_CMYK : JCS_RGB;
-  jpeg_start_decompress(&info);
-  const unsigned width = info.output_width, height = info.output_height;
-  CheckSize(path, width, height);
-  const int orientation = FindOrientation(info);
-  const bool turned = orientation >= 5 && orientation <= 8;
-  reader->picture = host.NewPicture(turned ? height : width, turned ? width : height);
-  const PixelView target = View(reader->picture.Get());
-
-  // Upright pictures decode straight into the host picture; others through one buffer.
-  const bool direct = orientation == 1 && !cmyk;
-  if (!direct) reader->buffer.resize(static_cast<std::size_t>(width) * height * 3);
-  std::vector<unsigned char>& cmykRow = reader->cmykRow;
-  if (cmyk) cmykRow.resize(static_cast<std::size_t>(width) * 4);
-  while (info.output_scanline < height) {
-    const unsigned y = info.output_scanline;
-    unsigned char* row =
-        direct ? target.Row(y) : reader->buffer.data() + static_cast<std::size_t>(y) * width * 3;
-    JSAMPROW rows[1] = {cmyk ? cmykRow.data() : row};
-    jpeg_read_scanlines(&info, rows, 1);
-    if (cmyk) {
-      // Adobe's files store the inks inverted.
-      const bool inverted = info.saw_Adobe_marker;
-      for (unsigned x = 0; x < width; ++x) {
-        const unsigned char* ink = &cmykRow[x * 4];
-        const unsigned k = inverted ? ink[3] : 255u - ink[3];
-        for (int c = 0; c < 3; ++c) {
-          const unsigned value = inverted ? ink[c] : 255u - ink[c];
-          row[x * 3 + c] = static_cast<unsigned char>((value * k + 127) / 255);
-        }
-      }
-    }
-  }
-  jpeg_finish_decompress(&info);
-  if (!direct) {
-    const cv::Mat source(static_cast<int>(height), static_cast<int>(width), CV_8UC3,
-                         reader->buffer.data());
-    cv::Mat upright(static_cast<int>(target.height), static_cast<int>(target.width), CV_8UC3,
-                    target.first, static_cast<std::size_t>(target.stride));
-    ApplyOrientation(source, upright, orientation);
-  }
-  return std::move(reader->picture);
-}
-
-// ---- PNG
-
-ComPtr<ICIF> DecodePng(const Host& host, const std::filesystem::path& path, File file) {
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  if (!png_image_begin_read_from_stdio(&image, file.get())) InputError(path, image.message);
-  struct Guard {
-    png_image* image;
-    ~Guard() { png_image_free(image); }
-  } guard{&image};
-  CheckSize(path, image.width, image.height);
-  image.format = PNG_FORMAT_RGB;
-  auto picture = host.NewPicture(image.width, image.height);
-  const PixelView target = View(picture.Get());
-  const png_color black{0, 0, 0};
-  // The row stride is counted in components, which are bytes for 8-bit RGB.
-  if (!png_image_finish_read(&image, &black, target.first, target.stride, nullptr))
-    InputError(path, image.message);
-  return picture;
 }
 
 // ---- Writing
@@ -250,35 +76,70 @@ int ExifOrientation(std::span<const std::uint8_t> data) {
   return 1;
 }
 
+namespace decoders {
+
+void InputError(const std::string& name, const std::string& what) {
+  throw AppError(kExitInput, "cannot read '" + name + "': " + what);
+}
+
+void CheckSize(const std::string& name, std::uint64_t width, std::uint64_t height) {
+  if (width == 0 || height == 0 || width > kMaxPictureSide || height > kMaxPictureSide ||
+      width * height > kMaxPicturePixels)
+    InputError(name, "unsupported picture size " + std::to_string(width) + "x" +
+                         std::to_string(height) + " (at most " + std::to_string(kMaxPictureSide) +
+                         " pixels a side and " + std::to_string(kMaxPicturePixels) +
+                         " pixels in all)");
+}
+
+}  // namespace decoders
+
 namespace {
 
 enum class FileFormat { kPng, kJpeg };
 
-FileFormat Probe(const std::filesystem::path& path, File& file) {
-  std::error_code error;
-  if (!std::filesystem::exists(path, error)) InputError(path, "no such file");
-  file = OpenInput(path);
+// The format of an open file by its first bytes; the file is left at its start.
+FileFormat Sniff(const std::string& name, std::FILE* file) {
   unsigned char magic[8] = {};
-  const std::size_t got = std::fread(magic, 1, sizeof magic, file.get());
-  std::rewind(file.get());
+  const std::size_t got = std::fread(magic, 1, sizeof magic, file);
+  std::rewind(file);
   if (got >= 8 && png_sig_cmp(magic, 0, 8) == 0) return FileFormat::kPng;
   if (got >= 3 && magic[0] == 0xFF && magic[1] == 0xD8 && magic[2] == 0xFF)
     return FileFormat::kJpeg;
-  if (got == 0) InputError(path, "the file is empty");
-  InputError(path, "not a PNG or JPEG picture");
+  if (got == 0) InputError(name, "the file is empty");
+  InputError(name, "not a PNG or JPEG picture");
+}
+
+File OpenPicture(const std::filesystem::path& path) {
+  std::error_code error;
+  if (!std::filesystem::exists(path, error)) InputError(path.string(), "no such file");
+  return OpenInput(path);
+}
+
+ComPtr<ICIF> Decode(const Host& host, const std::string& name, File file,
+                    const DecodeOptions& options) {
+  if (Sniff(name, file.get()) == FileFormat::kPng)
+    return decoders::DecodePng(host, name, std::move(file), options);
+  return decoders::DecodeJpeg(host, name, std::move(file), options);
 }
 
 }  // namespace
 
 void ProbePicture(const std::filesystem::path& path) {
-  File file;
-  Probe(path, file);
+  Sniff(path.string(), OpenPicture(path).get());
 }
 
-ComPtr<ICIF> DecodePicture(const Host& host, const std::filesystem::path& path) {
-  File file;
-  if (Probe(path, file) == FileFormat::kPng) return DecodePng(host, path, std::move(file));
-  return DecodeJpeg(host, path, std::move(file));
+ComPtr<ICIF> DecodePicture(const Host& host, const std::filesystem::path& path,
+                           const DecodeOptions& options) {
+  return Decode(host, path.string(), OpenPicture(path), options);
+}
+
+ComPtr<ICIF> DecodePictureBytes(const Host& host, std::span<const std::uint8_t> bytes,
+                                const std::string& name, const DecodeOptions& options) {
+  if (bytes.empty()) InputError(name, "the file is empty");
+  // fmemopen only reads: the bytes are not changed.
+  File file(fmemopen(const_cast<std::uint8_t*>(bytes.data()), bytes.size(), "rb"));
+  if (!file) InputError(name, std::strerror(errno));
+  return Decode(host, name, std::move(file), options);
 }
 
 void SavePng(const std::filesystem::path& path, const PixelView& view, int level) {

@@ -10,22 +10,7 @@ namespace {
 
 constexpr int kUsage = 2, kInput = 3, kOutput = 4;
 
-class ErrorsTest : public ProgramTest {
- protected:
-  // Runs a failing command: checks the exit code, one line on stderr containing `message`,
-  // and that the folder holds only what it held before.
-  void ExpectFailure(const std::string& args, int code, const std::string& message,
-                     const std::string& environment = "") {
-    SCOPED_TRACE(args);
-    const std::vector<std::string> inputs = Files();
-    const Result result = Run(args, environment);
-    EXPECT_EQ(result.code, code) << result.err;
-    EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
-    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
-    EXPECT_EQ(result.err.rfind("kelo: error: ", 0), 0u) << result.err;
-    EXPECT_EQ(Files(), inputs);
-  }
-};
+using ErrorsTest = ProgramTest;
 
 // Catches: a missing, non-picture, empty, cut or folder input not reported as such, or output
 // left behind when the damage is found after frames were written.

@@ -78,7 +78,8 @@ void WritePng(const std::filesystem::path& path, const Image& image, unsigned fo
       << info.message;
 }
 
-void WriteJpeg(const std::filesystem::path& path, const Image& image, int orientation) {
+void WriteJpeg(const std::filesystem::path& path, const Image& image, int orientation,
+               bool progressive) {
   FILE* file = std::fopen(path.c_str(), "wb");
   ASSERT_NE(file, nullptr);
   jpeg_compress_struct info{};
@@ -92,6 +93,7 @@ void WriteJpeg(const std::filesystem::path& path, const Image& image, int orient
   info.in_color_space = JCS_RGB;
   jpeg_set_defaults(&info);
   jpeg_set_quality(&info, 95, TRUE);
+  if (progressive) jpeg_simple_progression(&info);
   jpeg_start_compress(&info, TRUE);
   if (orientation != 0) {
     // "Exif\0\0", a big-endian TIFF header, one directory with the Orientation entry.
@@ -108,6 +110,24 @@ void WriteJpeg(const std::filesystem::path& path, const Image& image, int orient
   }
   jpeg_finish_compress(&info);
   jpeg_destroy_compress(&info);
+  std::fclose(file);
+}
+
+void WriteRawPng(const std::filesystem::path& path, unsigned width, unsigned height, int bitDepth,
+                 int colourType, const std::vector<std::uint8_t>& samples) {
+  FILE* file = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(file, nullptr);
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  png_init_io(png, file);
+  png_set_IHDR(png, info, width, height, bitDepth, colourType, PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_write_info(png, info);
+  const std::size_t rowBytes = samples.size() / height;
+  for (unsigned y = 0; y < height; ++y)
+    png_write_row(png, const_cast<std::uint8_t*>(&samples[y * rowBytes]));
+  png_write_end(png, info);
+  png_destroy_write_struct(&png, &info);
   std::fclose(file);
 }
 
@@ -230,6 +250,18 @@ Result ProgramTest::Run(const std::string& args, const std::string& environment)
 void ProgramTest::Succeeds(const std::string& args) {
   const Result result = Run(args);
   EXPECT_EQ(result.code, 0) << args << "\n" << result.err;
+}
+
+void ProgramTest::ExpectFailure(const std::string& args, int code, const std::string& message,
+                                const std::string& environment) {
+  SCOPED_TRACE(args);
+  const std::vector<std::string> inputs = Files();
+  const Result result = Run(args, environment);
+  EXPECT_EQ(result.code, code) << result.err;
+  EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+  EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+  EXPECT_EQ(result.err.rfind("kelo: error: ", 0), 0u) << result.err;
+  EXPECT_EQ(Files(), inputs);
 }
 
 Image ProgramTest::RunPng(const std::string& args, const std::string& output) {

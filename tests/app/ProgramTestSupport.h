@@ -58,7 +58,12 @@ inline Image Halves(unsigned width, unsigned height) {
 // _RGB_COLORMAP); the RGB pixels are converted to it here.
 void WritePng(const std::filesystem::path& path, const Image& image, unsigned format);
 // Writes a JPEG (quality 95) with an EXIF APP1 segment holding `orientation` when it is not 0.
-void WriteJpeg(const std::filesystem::path& path, const Image& image, int orientation = 0);
+void WriteJpeg(const std::filesystem::path& path, const Image& image, int orientation = 0,
+               bool progressive = false);
+// Writes a PNG through libpng's own calls, with no colour-space chunk: `samples` are the rows as
+// the file stores them (16-bit samples big-endian).
+void WriteRawPng(const std::filesystem::path& path, unsigned width, unsigned height, int bitDepth,
+                 int colourType, const std::vector<std::uint8_t>& samples);
 
 std::string ReadFile(const std::filesystem::path& path);
 Image ReadPng(const std::filesystem::path& path);
@@ -101,6 +106,10 @@ class ProgramTest : public testing::Test {
   Result Run(const std::string& args, const std::string& environment = "");
   // Runs kelo with `args`, which must succeed.
   void Succeeds(const std::string& args);
+  // Runs a failing command: checks the exit code, one line on stderr containing `message`, and
+  // that the folder holds only what it held before.
+  void ExpectFailure(const std::string& args, int code, const std::string& message,
+                     const std::string& environment = "");
   // Runs kelo with `args` and "-o output", which must succeed, and reads the PNG it wrote.
   Image RunPng(const std::string& args, const std::string& output);
   std::filesystem::path Path(const std::string& name) const { return dir_ / name; }

@@ -3,6 +3,7 @@
 #include "app/CommandSettings.h"
 
 #include "app/Errors.h"
+#include "app/Files.h"
 
 namespace kelo {
 
@@ -63,9 +64,22 @@ TransitionSettings MakeEffect(const Host& host, const std::string& transition,
     if (auto error = made->Set(assignment.substr(0, equals), assignment.substr(equals + 1)))
       FailWith(*error);
   }
-  if (!options.saveFile.empty())
-    if (auto error = made->Save(options.saveFile)) FailWith(*error);
   return std::move(*made);
+}
+
+void CheckSettingsOutput(const SettingsOptions& options,
+                         const std::vector<std::filesystem::path>& inputs,
+                         const std::filesystem::path& output) {
+  if (options.saveFile.empty()) return;
+  const std::filesystem::path file = options.saveFile;
+  CheckOutputPath(file, inputs, "settings file");
+  if (file.lexically_normal() == output.lexically_normal() || SameFile(file, output))
+    throw AppError(kExitUsage, "the settings file '" + file.string() + "' is also the output");
+}
+
+void SaveSettings(const TransitionSettings& effect, const SettingsOptions& options) {
+  if (!options.saveFile.empty())
+    if (auto error = effect.Save(options.saveFile)) FailWith(*error);
 }
 
 }  // namespace kelo

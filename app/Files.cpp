@@ -12,8 +12,11 @@ namespace kelo {
 
 std::filesystem::path TemporaryPathFor(const std::filesystem::path& final) {
   static std::atomic<unsigned> counter{0};
-  auto name = "." + final.filename().string() + ".kelo-" + std::to_string(getpid()) + "-" +
-              std::to_string(counter.fetch_add(1)) + ".tmp";
+  // Built in steps: GCC 12 warns falsely (-Wrestrict) about "." + text + ... here.
+  std::string name = final.filename().string();
+  name.insert(name.begin(), '.');
+  name.append(".kelo-").append(std::to_string(getpid())).append("-");
+  name.append(std::to_string(counter.fetch_add(1))).append(".tmp");
   return final.parent_path() / name;
 }
 
@@ -45,23 +48,23 @@ bool SameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
 }
 
 void CheckOutputPath(const std::filesystem::path& output,
-                     const std::vector<std::filesystem::path>& inputs) {
-  const std::string shown = output.string();
-  if (output.empty() || output.filename().empty())
-    throw AppError(kExitOutput, "the output '" + shown + "' names no file");
+                     const std::vector<std::filesystem::path>& inputs, const std::string& what) {
+  // Built in steps: GCC 12 warns falsely (-Wrestrict) about "the " + what + " '" + text here.
+  std::string shown = "the " + what;
+  shown.append(" '").append(output.string()).append("'");
+  auto fail = [](const std::string& message) { throw AppError(kExitOutput, message); };
+  if (output.empty() || output.filename().empty()) fail(shown + " names no file");
   auto folder = output.parent_path();
   if (folder.empty()) folder = ".";
+  std::string folderShown = "the " + what;
+  folderShown.append(" folder '").append(folder.string()).append("'");
   std::error_code error;
-  if (!std::filesystem::is_directory(folder, error))
-    throw AppError(kExitOutput, "the output folder '" + folder.string() + "' does not exist");
-  if (access(folder.c_str(), W_OK | X_OK) != 0)
-    throw AppError(kExitOutput, "the output folder '" + folder.string() + "' is not writable");
-  if (std::filesystem::is_directory(output, error))
-    throw AppError(kExitOutput, "the output '" + shown + "' is a folder");
+  if (!std::filesystem::is_directory(folder, error)) fail(folderShown + " does not exist");
+  if (access(folder.c_str(), W_OK | X_OK) != 0) fail(folderShown + " is not writable");
+  if (std::filesystem::is_directory(output, error)) fail(shown + " is a folder");
   for (const auto& input : inputs)
     if (SameFile(output, input))
-      throw AppError(kExitOutput, "the output '" + shown + "' would overwrite the input '" +
-                                      input.string() + "'");
+      fail(shown + " would overwrite the input '" + input.string() + "'");
 }
 
 std::string LowerExtension(const std::filesystem::path& path) {

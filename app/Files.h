@@ -32,9 +32,10 @@ class TemporaryFile {
 };
 
 // Checks that an output can be written: its folder exists and is writable, it is not a folder,
-// and it is none of the inputs. Throws an output error otherwise.
+// and it is none of the inputs. Throws an output error otherwise, calling the output `what`.
 void CheckOutputPath(const std::filesystem::path& output,
-                     const std::vector<std::filesystem::path>& inputs);
+                     const std::vector<std::filesystem::path>& inputs,
+                     const std::string& what = "output");
 // True when both paths name the same existing file.
 bool SameFile(const std::filesystem::path& a, const std::filesystem::path& b);
 

@@ -2,6 +2,10 @@
 // applying values is in PropertyValues.cpp.
 #include "app/Settings.h"
 
+#include <cstdio>
+#include <unordered_map>
+
+#include "app/SettingsFile.h"
 #include "app/Text.h"
 #include "sdk/Properties.h"
 #include "sdk/Storage.h"
@@ -129,6 +133,49 @@ SettingsError TransitionSettings::FileError(SettingsErrorKind kind, std::string 
   return error;
 }
 
+namespace {
+
+// `text` as the content of an XML element.
+void AppendEscaped(std::string_view text, std::string* out) {
+  for (char c : text) {
+    switch (c) {
+      case '&':
+        *out += "&amp;";
+        break;
+      case '<':
+        *out += "&lt;";
+        break;
+      case '>':
+        *out += "&gt;";
+        break;
+      case '\r':
+        *out += "&#13;";
+        break;
+      default:
+        out->push_back(c);
+    }
+  }
+}
+
+// A checked value as the effect's own Load reads it.
+std::string StoredText(const PropertyValue& value) {
+  if (const long* integer = std::get_if<long>(&value)) return std::to_string(*integer);
+  if (const double* number = std::get_if<double>(&value)) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.9g", *number);
+    return text;
+  }
+  return std::get<std::string>(value);
+}
+
+std::string Trimmed(std::string_view text) {
+  const auto begin = text.find_first_not_of(" \t\r\n");
+  if (begin == std::string_view::npos) return {};
+  return std::string(text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1));
+}
+
+}  // namespace
+
 std::optional<SettingsError> TransitionSettings::Load(const std::filesystem::path& file) const {
   // Built in steps: GCC 12 warns falsely (-Wrestrict) about "'" + text + "'" here.
   std::string shown = file.string();
@@ -138,16 +185,62 @@ std::optional<SettingsError> TransitionSettings::Load(const std::filesystem::pat
   if (!persist)
     return FileError(SettingsErrorKind::kNoSettings,
                      name_ + " has no settings to load from " + shown, file);
+  auto read = ReadSettingsFile(file);
+  if (const auto* fault = std::get_if<SettingsFileFault>(&read)) {
+    if (fault->unreadable)
+      return FileError(SettingsErrorKind::kFileUnreadable,
+                       "cannot read the settings file " + shown + ": " + fault->reason, file);
+    return FileError(SettingsErrorKind::kFileMalformed,
+                     shown + " is not a settings file: " + fault->reason, file);
+  }
+  // Each setting checked as --set checks it; the effect then loads them from a stream of its own
+  // holding each checked setting once, in the form it writes itself.
+  std::vector<std::pair<std::string, std::string>> settings;  // element name, text
+  std::unordered_map<std::string, std::size_t> byName;        // folded name: place in `settings`
+  auto keep = [&](std::string name, std::string text) {
+    const auto [at, added] = byName.emplace(FoldedName(name), settings.size());
+    if (added)
+      settings.emplace_back(std::move(name), std::move(text));
+    else
+      settings[at->second].second = std::move(text);  // the last one counts, as for --set
+  };
+  for (const SettingsFileItem& item : std::get<std::vector<SettingsFileItem>>(read)) {
+    auto inFile = [&](SettingsError error) {
+      error.file = file;
+      error.message += " (in " + shown + ")";
+      return error;
+    };
+    if (!properties_) {
+      // An effect that saves settings it does not describe: they are its own to check.
+      keep(item.name, item.text);
+      continue;
+    }
+    auto property = Find(item.name);
+    if (!property) return inFile(property.Error());
+    const std::string text = Trimmed(item.text);
+    if (item.holdsElements)
+      return inFile(ValueError(SettingsErrorKind::kWrongType, *property, "<" + item.name + ">",
+                               "it holds elements, not a value"));
+    auto value = Parse(*property, text);
+    if (!value) return inFile(value.Error());
+    std::string name = property->name.empty() ? item.name : property->name;
+    for (char& c : name)
+      if (c == ' ') c = '_';
+    keep(std::move(name), StoredText(*value));
+  }
+  std::string content;
+  for (const auto& [name, text] : settings) {
+    content += "<" + name + ">";
+    AppendEscaped(text, &content);
+    content += "</" + name + ">";
+  }
   auto stream = host_->Create<IDataStream>(L"XMLStream");
-  if (!stream)
+  auto text = stream.As<IString>();
+  if (!stream || !text)
     return FileError(SettingsErrorKind::kHostMissing, "the host has no XML streams", file);
-  const HRESULT opened = stream->Open(RefView(WideFromUtf8(file.string())), 0);
-  if (opened == E_INVALIDARG)
-    return FileError(SettingsErrorKind::kFileMalformed, shown + " is not well-formed XML", file);
-  if (Failed(opened))
-    return FileError(SettingsErrorKind::kFileUnreadable, "cannot read the settings file " + shown,
-                     file);
-  if (Failed(persist->Load(stream.Get(), 0)))
+  const std::wstring wide = WideFromUtf8(content);
+  if (Failed(text->SetText(static_cast<int>(wide.size()), wide.c_str())) ||
+      Failed(persist->Load(stream.Get(), 0)))
     return FileError(SettingsErrorKind::kRefused,
                      name_ + " could not load its settings from " + shown, file);
   return std::nullopt;
@@ -157,6 +250,9 @@ std::optional<SettingsError> TransitionSettings::Save(const std::filesystem::pat
   auto persist = effect_.As<IDataPersist>();
   if (!persist)
     return FileError(SettingsErrorKind::kNoSettings, name_ + " has no settings to save", file);
+  const std::string cannot = "cannot write the settings file '" + file.string() + "'";
+  if (auto problem = SettingsFileUnwritable(file))
+    return FileError(SettingsErrorKind::kFileUnwritable, cannot + ": " + *problem, file);
   auto stream = host_->Create<IDataStream>(L"XMLStream");
   if (!stream)
     return FileError(SettingsErrorKind::kHostMissing, "the host has no XML streams", file);
@@ -164,8 +260,7 @@ std::optional<SettingsError> TransitionSettings::Save(const std::filesystem::pat
     return FileError(SettingsErrorKind::kRefused, name_ + " could not save its settings", file);
   // The stream writes a temporary file beside the target and renames it when complete.
   if (Failed(stream->Commit(RefView(WideFromUtf8(file.string())))))
-    return FileError(SettingsErrorKind::kFileUnwritable,
-                     "cannot write the settings file '" + file.string() + "'", file);
+    return FileError(SettingsErrorKind::kFileUnwritable, cannot, file);
   return std::nullopt;
 }
 

@@ -32,9 +32,9 @@ enum class SettingsErrorKind {
   kNotSettable,        // a kind that takes no value from outside (object, interface, ...)
   kRefused,            // the effect refused the value, or failed to load or save
   kHostMissing,        // the host lacks a component the operation needs
-  kFileUnreadable,     // the settings file is missing or cannot be read
-  kFileMalformed,      // the settings file is not well-formed XML
-  kFileUnwritable,     // the settings file cannot be written
+  kFileUnreadable,     // the settings file is missing, a folder, too large or cannot be read
+  kFileMalformed,      // not well-formed XML, nested too deep, a document type, another root
+  kFileUnwritable,     // the settings file cannot be written (the message says why)
 };
 
 // Why an operation did nothing. `message` is one line for people; the other fields let a front end
@@ -141,7 +141,10 @@ class TransitionSettings {
   // Find, Parse and Apply in one.
   std::optional<SettingsError> Set(std::string_view nameOrId, std::string_view text) const;
 
-  // Loads the effect's settings from an XML settings file through its own IDataPersist.
+  // Loads the effect's settings from an XML settings file (app/SettingsFile.h: its limits) through
+  // its own IDataPersist. Each setting is checked as Set checks it, and nothing is loaded unless
+  // every one passes; the error names the file. An effect without IUIPropInterrogate gets the
+  // file's settings unchecked.
   std::optional<SettingsError> Load(const std::filesystem::path& file) const;
   // Saves them to an XML settings file, written under a temporary name and renamed when
   // complete, so a failure leaves any earlier file as it was.

@@ -37,7 +37,7 @@ class HostObject : public First, public Rest... {
   HostObject& operator=(const HostObject&) = delete;
 
   HRESULT QueryInterface(const IID& iid, void** out) override {
-    void* found = iid == kIID_IUnknown ? static_cast<First*>(this) : Find(iid);
+    void* found = iid == kIID_IUnknown ? static_cast<First*>(this) : FindInterface(iid);
     *out = found;
     if (found == nullptr) return E_NOINTERFACE;
     AddRef();
@@ -71,7 +71,7 @@ class HostObject : public First, public Rest... {
   virtual ~HostObject() { LiveObjects().fetch_sub(1, std::memory_order_relaxed); }
 
  private:
-  void* Find(const IID& iid) {
+  void* FindInterface(const IID& iid) {
     void* found = CastIfAnswers<First>(this, iid);
     ((found = found ? found : CastIfAnswers<Rest>(this, iid)), ...);
     return found;

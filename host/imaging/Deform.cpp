@@ -77,7 +77,6 @@ class Displacement {
       : style_(style),
         table_(style, amount),
         width_(width),
-        height_(height),
         step_(std::min(width, height) >= 720   ? 4
               : std::min(width, height) >= 256 ? 2
                                                : 1),
@@ -141,7 +140,7 @@ class Displacement {
 
   int style_;
   RadialTable table_;
-  int width_, height_, step_, cols_, rows_;
+  int width_, step_, cols_, rows_;
   std::vector<float> dx_, dy_;
 };
 

@@ -40,13 +40,13 @@ HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) 
   auto pasteIncoming = [&](ICIF* result) {
     switch (direction) {
       case 0:
-        draw.PasteRegion(result, to, 0, h - toH, w, toH, 0, 0);
+        draw.PasteRegion(result, to, 0, WrappedSub(h, toH), w, toH, 0, 0);
         break;
       case 2:
         draw.PasteRegion(result, to, 0, 0, w, toH, 0, fromH);
         break;
       case 3:
-        draw.PasteRegion(result, to, w - toW, 0, toW, h, 0, 0);
+        draw.PasteRegion(result, to, WrappedSub(w, toW), 0, toW, h, 0, 0);
         break;
       default:
         draw.PasteRegion(result, to, 0, 0, toW, h, fromW, 0);
@@ -73,7 +73,7 @@ HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) 
             draw.Paste(result.Get(), outgoing.Get(), 0, toH);
             break;
           case 2:
-            part->Create(outgoing.Get(), 0, h - fromH, w, fromH, 0, 0);
+            part->Create(outgoing.Get(), 0, WrappedSub(h, fromH), w, fromH, 0, 0);
             draw.Paste(result.Get(), part.Get(), 0, 0);
             break;
           case 3:
@@ -81,7 +81,7 @@ HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) 
             draw.Paste(result.Get(), outgoing.Get(), toW, 0);
             break;
           default:
-            part->Create(outgoing.Get(), w - fromW, 0, fromW, h, 0, 0);
+            part->Create(outgoing.Get(), WrappedSub(w, fromW), 0, fromW, h, 0, 0);
             draw.Paste(result.Get(), part.Get(), 0, 0);
             break;
         }

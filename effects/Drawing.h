@@ -52,3 +52,9 @@ inline std::int32_t TruncInt(double value) {
   if (!(value > -2147483649.0 && value < 2147483648.0)) return INT32_MIN;
   return static_cast<std::int32_t>(value);
 }
+
+// a - b wrapped to 32 bits as the processor computes it: strip sizes of INT32_MIN (progress far
+// outside 0..1) give the wrapped place instead of undefined behaviour.
+inline std::int32_t WrappedSub(std::int32_t a, std::int32_t b) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
+}

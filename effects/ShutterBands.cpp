@@ -100,7 +100,8 @@ struct MaskLines {
 void PaintBands(const MaskLines& mask, int bands, std::int64_t B, const BandLines& lines,
                 unsigned char value) {
   const std::int64_t N = mask.count;
-  if (N <= 0) return;
+  // Lines of no bytes paint nothing (and an empty mask has no rows to point into).
+  if (N <= 0 || mask.length < 1) return;
   for (std::int64_t i = std::min(lines.edge, N) - 1; i >= 0; --i) {
     mask.Paint(i, value);
     mask.Paint(N - 1 - i, value);
@@ -142,7 +143,9 @@ HRESULT CShutterBands::DoTransition(ICIF* from, ICIF* to, ICIF** out, double pro
     mask.picture->Fill(0);
     PaintBands(lines, bands_, B, OpenLines(style_, B, k), 255);
   }
-  for (unsigned y = 1; !rows && y < H; ++y) std::memcpy(mask.rows.Row(y), mask.rows.first, W);
+  // An empty mask has no rows to copy (nor a first row to copy from).
+  for (unsigned y = 1; !rows && W > 0 && y < H; ++y)
+    std::memcpy(mask.rows.Row(y), mask.rows.first, W);
   return ApplyMaskAndFinish(from, to, mask, out);
 }
 

@@ -3,7 +3,7 @@ BUILD ?= build
 SANITIZE ?= 0
 JOBS ?= $(shell nproc)
 
-DEBIAN_PACKAGES := cmake g++ make pkg-config clang-format \
+DEBIAN_PACKAGES := cmake g++ make pkg-config clang-format clang libclang-rt-14-dev \
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev \
   libopencv-core-dev libopencv-imgproc-dev libpng-dev libjpeg62-turbo-dev \
   libwebp-dev libgif-dev libexpat1-dev ffmpeg
@@ -13,7 +13,7 @@ ifeq ($(SANITIZE),1)
   CMAKE_FLAGS += -DKELO_SANITIZE=ON -DKELO_BUILD_BENCH=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo
 endif
 
-.PHONY: all deps configure build test demo bench format clean
+.PHONY: all deps configure build test demo bench format clean fuzz
 
 all: build
 
@@ -50,4 +50,25 @@ format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')
 
 clean:
-	rm -rf $(BUILD) $(BUILD)-sanitize
+	rm -rf $(BUILD) $(BUILD)-sanitize $(FUZZ_BUILD)
+
+# Fuzzing: the libFuzzer targets of fuzz/ built with clang, AddressSanitizer and UBSan in
+# $(FUZZ_BUILD), each run for FUZZ_SECONDS on its seeds (fuzz/corpus/<target>; what it finds
+# goes to $(FUZZ_BUILD)/corpus/<target>). A crash, leak, sanitizer report or slow input fails.
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 20
+FUZZ_TARGETS := picture settings_xml folder_stream string_table registry transition
+
+fuzz: deps
+	cmake -S . -B $(FUZZ_BUILD) -DCMAKE_CXX_COMPILER=clang++ -DKELO_FUZZ=ON
+	cmake --build $(FUZZ_BUILD) -j $(JOBS)
+	@cd $(FUZZ_BUILD) && for target in $(FUZZ_TARGETS); do \
+	  mkdir -p corpus/$$target findings; \
+	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/leaks.supp:print_suppressions=0 \
+	  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
+	  ./fuzz_$$target -max_total_time=$(FUZZ_SECONDS) -timeout=20 -rss_limit_mb=3072 \
+	    -artifact_prefix=findings/$$target- -print_final_stats=1 \
+	    corpus/$$target $(CURDIR)/fuzz/corpus/$$target >fuzz-$$target.log 2>&1 \
+	    || { tail -n 60 fuzz-$$target.log; echo "fuzz: $$target failed (log: $(FUZZ_BUILD)/fuzz-$$target.log)"; exit 1; }; \
+	  echo "fuzz_$$target: $$(grep -aE '^#[0-9]+[[:space:]]+DONE' fuzz-$$target.log)"; \
+	done

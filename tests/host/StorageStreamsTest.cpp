@@ -235,6 +235,27 @@ TEST_F(StorageTest, XmlStreamRefusesBadFilesAndKeepsItsDocument) {
   EXPECT_EQ(xml->Commit(RefView(folder.WideFile("no/such/folder.xml"))), E_FAIL);
 }
 
+// Catches: an XML file whose entities expand a billionfold accepted (or expanded at all), an
+// external entity followed to the file it names.
+TEST_F(StorageTest, XmlStreamFollowsNoEntities) {
+  ScratchFolder folder;
+  auto xml = New<XMLStream>();
+  std::string laughs = "<?xml version=\"1.0\"?><!DOCTYPE a [<!ENTITY e0 \"lol\">";
+  for (int i = 1; i < 10; ++i) {
+    laughs += "<!ENTITY e" + std::to_string(i) + " \"";
+    for (int k = 0; k < 10; ++k) laughs += "&e" + std::to_string(i - 1) + ";";
+    laughs += "\">";
+  }
+  WriteFile(folder.File("laughs.xml"), laughs + "]><a>&e9;</a>");
+  EXPECT_EQ(xml->Open(RefView(folder.WideFile("laughs.xml")), 0), E_INVALIDARG);
+  WriteFile(folder.File("secret.txt"), "secret");
+  WriteFile(folder.File("external.xml"),
+            "<!DOCTYPE a [<!ENTITY x SYSTEM \"" + folder.File("secret.txt") + "\">]><a>&x;</a>");
+  if (xml->Open(RefView(folder.WideFile("external.xml")), 0) == S_OK) {
+    EXPECT_EQ(Text(xml.Get()).find(L"secret"), std::wstring::npos);
+  }
+}
+
 // Catches: values or folders lost or changed in a round trip, a sub-folder not found by position
 // or by name, a read of the wrong size or kind copying anything, a second folder of one name.
 TEST_F(StorageTest, FolderStreamRoundTripsItsTree) {

@@ -204,6 +204,11 @@ std::optional<SettingsError> TransitionSettings::Load(const std::filesystem::pat
     else
       settings[at->second].second = std::move(text);  // the last one counts, as for --set
   };
+  // The properties read once: a file may name them thousands of times.
+  const std::vector<Property> properties = Properties();
+  std::unordered_map<std::string, const Property*> byFoldedName;
+  for (const Property& property : properties)
+    if (!property.name.empty()) byFoldedName.emplace(FoldedName(property.name), &property);
   for (const SettingsFileItem& item : std::get<std::vector<SettingsFileItem>>(read)) {
     auto inFile = [&](SettingsError error) {
       error.file = file;
@@ -215,8 +220,9 @@ std::optional<SettingsError> TransitionSettings::Load(const std::filesystem::pat
       keep(item.name, item.text);
       continue;
     }
-    auto property = Find(item.name);
-    if (!property) return inFile(property.Error());
+    const auto found = byFoldedName.find(FoldedName(item.name));
+    if (found == byFoldedName.end()) return inFile(Find(item.name).Error());
+    const Property* property = found->second;
     const std::string text = Trimmed(item.text);
     if (item.holdsElements)
       return inFile(ValueError(SettingsErrorKind::kWrongType, *property, "<" + item.name + ">",

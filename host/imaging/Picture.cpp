@@ -9,8 +9,10 @@
 namespace host::imaging {
 
 namespace {
-// Largest picture buffer accepted: well beyond any frame, small enough that sizes never overflow.
-constexpr std::size_t kMaxPictureBytes = std::size_t{1} << 36;
+// Largest picture buffer accepted: a 16384 x 16384 picture of 32 bits, beyond any frame kelo
+// reads or writes; a request past it (a twirl's square of a 100000-pixel-wide frame asked for
+// 30 GB) is refused before any memory is taken.
+constexpr std::size_t kMaxPictureBytes = std::size_t{1} << 30;
 }  // namespace
 
 ComPtr<Picture> Picture::New() {

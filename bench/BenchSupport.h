@@ -92,7 +92,9 @@ struct Playback {
 // is timed apart on the steady clock; the iteration time is the effect's alone (the benchmark
 // must use manual time, as RegisterEffect sets), and the counter "x_reference" is the effect's
 // total time over the reference's, two figures taken side by side so that the machine's load
-// moves both. Bytes: two pictures read, one written, per effect frame.
+// moves both. "effect_cpu_ms" is the process's CPU time per effect frame (all threads; on a busy
+// machine wall time also counts waiting for a core). Google Benchmark's own CPU column covers the
+// whole iteration, reference pass included. Bytes: two pictures read, one written, per frame.
 void PlayFrames(benchmark::State& state, IKeloTransition* effect, const Playback& playback = {});
 
 // A new Effect with its starting settings, as IKeloTransition.

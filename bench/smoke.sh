@@ -15,9 +15,7 @@ if [ $# -ne 2 ]; then
 fi
 bench=$1
 manifest=$2
-for tool in jq; do
-  command -v "$tool" >/dev/null || { echo "smoke: $tool is missing (make deps)" >&2; exit 1; }
-done
+command -v jq >/dev/null || { echo "smoke: jq is missing (make deps)" >&2; exit 1; }
 [ -r "$manifest" ] || { echo "smoke: no manifest $manifest" >&2; exit 1; }
 
 out=$(mktemp "${TMPDIR:-/tmp}/kelo-bench-smoke.XXXXXX.json")
@@ -56,7 +54,7 @@ for name in $transitions; do
     checked=$((checked + 1))
   done
 done
-echo "smoke: $checked transition rows checked ($(echo $transitions | wc -w) transitions)"
+echo "smoke: $checked transition rows checked ($(wc -w <<<"$transitions") transitions)"
 
 [ "$failures" -eq 0 ] || exit 1
 echo "smoke: all benchmark rows ran"

@@ -1,4 +1,5 @@
-# Everything a fresh Debian machine needs: `make demo` and `make test`.
+# Everything a fresh Debian machine needs: `make demo`, `make test`, `make bench` and
+# `make compare` (time and jq measure and read the benchmarks).
 BUILD ?= build
 SANITIZE ?= 0
 JOBS ?= $(shell nproc)
@@ -6,14 +7,14 @@ JOBS ?= $(shell nproc)
 DEBIAN_PACKAGES := cmake g++ make pkg-config clang-format clang libclang-rt-14-dev \
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev \
   libopencv-core-dev libopencv-imgproc-dev libpng-dev libjpeg62-turbo-dev \
-  libwebp-dev libgif-dev libexpat1-dev ffmpeg
+  libwebp-dev libgif-dev libexpat1-dev ffmpeg time jq
 
 ifeq ($(SANITIZE),1)
   BUILD := $(BUILD)-sanitize
   CMAKE_FLAGS += -DKELO_SANITIZE=ON -DKELO_BUILD_BENCH=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo
 endif
 
-.PHONY: all deps configure build test demo bench format clean fuzz
+.PHONY: all deps configure build test demo bench bench-smoke compare format clean fuzz
 
 all: build
 
@@ -43,8 +44,18 @@ test: build
 demo: build
 	$(BUILD)/kelo demo
 
+# Every benchmark (the program finds the modules from its own path, from any folder);
+# BENCH_ARGS adds options, e.g. BENCH_ARGS=--benchmark_filter=Dissolve.
 bench: build
-	$(BUILD)/kelo_bench --benchmark_min_time=0.2
+	$(BUILD)/bench/kelo_bench --benchmark_min_time=0.2 $(BENCH_ARGS)
+
+# Every benchmark once, checked (also part of `make test`).
+bench-smoke: build
+	cd $(BUILD) && ctest --output-on-failure -R kelo_bench_smoke
+
+# Effects against FFmpeg, whole slideshows and output formats, written to docs/PERFORMANCE.md.
+compare: build
+	bench/compare.sh $(BUILD)
 
 format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')

@@ -1,6 +1,6 @@
 // The band effects per frame at both frame sizes, 24 and 32 bits, beside the memory-bound
 // reference: counter bands (push and cover, 3 and 9 bands) and shutter bands (rows and columns).
-// Run from the build folder: ./bench/kelo_bench --benchmark_filter='Shutter|Counter|Reference'
+// Run: build/bench/kelo_bench --benchmark_filter='Shutter|Counter|Reference'
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,27 +13,15 @@ namespace {
 
 using Settings = std::vector<std::pair<int, int>>;  // (property id, value), set in this order
 
-template <class T>
-void BandsFrame(benchmark::State& state, const Settings& settings) {
-  ComPtr<IKeloTransition> effect;
-  IID iid = IID_IKeloTransition;
-  CObject<T>::_CreateInstance(nullptr, &iid, effect.PutVoid());
-  auto properties = effect.As<IUIPropInterrogate>();
-  for (const auto& [id, value] : settings) properties->Control(id, value);
-  bench::PlayFrames(state, effect.Get());
-}
-
-// "<name>/<bits>bit/<width>x<height>" at both frame sizes, 24 and 32 bits.
+// Rows of effect T with these settings, as bench::RegisterEffect names them.
 template <class T>
 void Register(const std::string& name, const Settings& settings) {
-  for (int bits : {24, 32})
-    for (const bench::FrameSize& size : bench::kFrameSizes)
-      benchmark::RegisterBenchmark((name + "/" + std::to_string(bits) + "bit/" +
-                                    std::to_string(size.width) + "x" + std::to_string(size.height))
-                                       .c_str(),
-                                   BandsFrame<T>, settings)
-          ->Args({size.width, size.height, bits})
-          ->Unit(benchmark::kMillisecond);
+  bench::RegisterEffect(name, {24, 32}, [settings](benchmark::State& state) {
+    ComPtr<IKeloTransition> effect = bench::MakeEffect<T>();
+    auto properties = effect.As<IUIPropInterrogate>();
+    for (const auto& [id, value] : settings) properties->Control(id, value);
+    bench::PlayFrames(state, effect.Get());
+  });
 }
 
 [[maybe_unused]] const bool gRegistered = [] {

@@ -1,6 +1,6 @@
-// The dithers and ApplyMask per frame, beside the reference loop of BenchSupport (the cost of
-// one pass over the memory a composition touches).
-// Run from the build folder: ./bench/kelo_bench --benchmark_filter=Dither
+// The dithers and ApplyMask per frame at both frame sizes, 24 and 32 bits, beside the reference
+// pass of BenchSupport (the cost of one pass over the memory a composition touches); the cell
+// loop and mask rendering alone beside one write pass over a mask.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -62,40 +62,24 @@ void BM_ApplyMask(benchmark::State& state) {
 }
 BENCHMARK(BM_ApplyMask)->Apply(Sizes);
 
-// Frames of effect T at the progress `progressAt` gives for frame number n; `restart` is called
-// after every 50 frames.
-template <class T>
-void EffectFrames(benchmark::State& state, double (*progressAt)(int n), bool restart) {
-  Frame frame(state);
-  ComPtr<IKeloTransition> effect;
-  IID iid = IID_IKeloTransition;
-  CObject<T>::_CreateInstance(nullptr, &iid, effect.PutVoid());
-  int n = 0;
-  for (auto _ : state) {
-    ICIF* out = nullptr;
-    effect->DoTransition(frame.from.Get(), frame.to.Get(), &out, progressAt(n));
-    out->Release();
-    if (++n > 50) {
-      n = 0;
-      if (restart) effect->Uninitialize();
-    }
-  }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.Bytes() * 3));
-}
-
 // Progress 0.5: the most cells a frame sets (5000).
-void BM_DitherFrame(benchmark::State& state) {
-  EffectFrames<CDither>(
-      state, [](int) { return 0.5; }, false);
+double Half(int) {
+  return 0.5;
 }
-BENCHMARK(BM_DitherFrame)->Apply(Sizes);
-
 // A played run: progress rises by 0.02 per frame, and a new run starts after 1.
-void BM_DitherCumulativeFrame(benchmark::State& state) {
-  EffectFrames<CDitherCumulative>(
-      state, [](int n) { return n * 0.02; }, true);
+double Rising(int n) {
+  return n * 0.02;
 }
-BENCHMARK(BM_DitherCumulativeFrame)->Apply(Sizes);
+
+[[maybe_unused]] const bool gEffects = [] {
+  bench::RegisterEffect("Dither", {24, 32}, [](benchmark::State& state) {
+    bench::PlayFrames(state, bench::MakeEffect<CDither>().Get(), {Half, 1, false});
+  });
+  bench::RegisterEffect("DitherCumulative", {24, 32}, [](benchmark::State& state) {
+    bench::PlayFrames(state, bench::MakeEffect<CDitherCumulative>().Get(), {Rising, 51, true});
+  });
+  return true;
+}();
 
 // The cell-setting loop and the mask rendering alone (5000 cells), beside one plain write pass
 // over a mask of the same size.

@@ -100,25 +100,19 @@ void XfadeZoomin(benchmark::State& state) {
   std::filesystem::remove(toPath);
 }
 
-void Register(const std::string& name, void (*run)(benchmark::State&)) {
-  for (int bits : {24, 32})
-    for (const bench::FrameSize& size : bench::kFrameSizes) {
-      auto* b = benchmark::RegisterBenchmark(
-          (name + "/" + std::to_string(bits) + "bit/" + std::to_string(size.width) + "x" +
-           std::to_string(size.height))
-              .c_str(),
-          run);
-      b->Args({size.width, size.height, bits})->Unit(benchmark::kMillisecond);
-      if (run == XfadeZoomin) b->UseManualTime()->Iterations(2);
-    }
-}
-
 [[maybe_unused]] const bool gRegistered = [] {
-  Register("Flip", bench::EffectFrame<CFlip>);
-  Register("PerspectiveTurn", bench::EffectFrame<CPerspectiveTurn>);
-  Register("Twirl", bench::EffectFrame<CTwirl>);
-  Register("Deform", bench::EffectFrame<CDeform>);
-  Register("Reference/XfadeZoomin", XfadeZoomin);
+  bench::RegisterEffect("Flip", {24, 32}, bench::EffectFrame<CFlip>);
+  bench::RegisterEffect("PerspectiveTurn", {24, 32}, bench::EffectFrame<CPerspectiveTurn>);
+  bench::RegisterEffect("Twirl", {24, 32}, bench::EffectFrame<CTwirl>);
+  bench::RegisterEffect("Deform", {24, 32}, bench::EffectFrame<CDeform>);
+  for (int bits : {24, 32})
+    for (const bench::FrameSize& size : bench::kFrameSizes)
+      benchmark::RegisterBenchmark(bench::RowName("Reference/XfadeZoomin", bits, size).c_str(),
+                                   XfadeZoomin)
+          ->Args({size.width, size.height, bits})
+          ->UseManualTime()
+          ->Iterations(2)
+          ->Unit(benchmark::kMillisecond);
   return true;
 }();
 

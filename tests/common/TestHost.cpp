@@ -2,15 +2,27 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <string>
 
 #include "sdk/ModuleLibrary.h"
 #include "sdk/Text.h"
 
 namespace testhost {
 
+std::string HostModulePath() {
+  constexpr char kModule[] = "_binARM64/CollectionsEx.so";
+  std::error_code error;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (!error)
+    for (const auto& folder : {program.parent_path(), program.parent_path().parent_path()})
+      if (std::filesystem::exists(folder / kModule, error)) return (folder / kModule).string();
+  return std::string("./") + kModule;
+}
+
 IComponentCollection* Global() {
   static IComponentCollection* global = [] {
-    const ModuleLibrary library = ModuleLibrary::Open("./_binARM64/CollectionsEx.so");
+    const ModuleLibrary library = ModuleLibrary::Open(HostModulePath());
     if (library.handle == nullptr) {
       std::fprintf(stderr, "test host: %s\n", library.error.c_str());
       std::abort();

@@ -1,6 +1,6 @@
-// A minimal host for tests: loads "CollectionsEx" from ./_binARM64 (tests run in the build
-// folder) and gives its global component collection, helpers to make pictures and to read what
-// objects hand out. Shared with the benchmarks: no test framework here.
+// A minimal host for tests: loads "CollectionsEx" from the build folder's _binARM64 and gives its
+// global component collection, helpers to make pictures and to read what objects hand out.
+// Shared with the benchmarks: no test framework here.
 #pragma once
 
 #include <string>
@@ -12,6 +12,11 @@
 #include "sdk/Imaging.h"
 
 namespace testhost {
+
+// Where "CollectionsEx" is: "_binARM64" beside the running program or beside the folder that holds
+// it (programs in build/tests or build/bench find build/_binARM64 from any current folder), else
+// "./_binARM64" of the current folder.
+std::string HostModulePath();
 
 // The process's global component collection (loaded once; never unloaded).
 IComponentCollection* Global();

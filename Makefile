@@ -6,7 +6,7 @@ JOBS ?= $(shell nproc)
 DEBIAN_PACKAGES := cmake g++ make pkg-config clang-format \
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev \
   libopencv-core-dev libopencv-imgproc-dev libpng-dev libjpeg62-turbo-dev \
-  libwebp-dev libgif-dev libexpat1-dev ffmpeg
+  libwebp-dev libgif-dev libgd-dev libexpat1-dev ffmpeg
 
 ifeq ($(SANITIZE),1)
   BUILD := $(BUILD)-sanitize

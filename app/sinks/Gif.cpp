@@ -1,15 +1,37 @@
-// GIF, looping, 256 colours per frame. A picture held for several frames is one frame that lasts
-// longer (split where its delay passes what one frame can say).
+// GIF, looping, 256 colours per frame: libgd's median cut chooses each frame's palette and
+// dithers the frame onto it by error diffusion, so smooth gradients show no bands. Frames are
+// quantized on worker threads and giflib writes them in order. A picture held for several frames
+// is one frame that lasts longer (split where its delay passes what one frame can say).
+#include <gd.h>
 #include <gif_lib.h>
 
 #include <algorithm>
 
 #include "app/Errors.h"
 #include "app/sinks/FileSink.h"
+#include "app/sinks/OrderedJobs.h"
 
 namespace kelo {
 
 namespace {
+
+struct ImageDeleter {
+  void operator()(gdImage* image) const { gdImageDestroy(image); }
+};
+using GdImage = std::unique_ptr<gdImage, ImageDeleter>;
+
+// A frame in palette form and how long it lasts, in hundredths of a second.
+struct QuantizedFrame {
+  GdImage image;
+  long delay;
+};
+
+void Quantize(gdImage* image, const std::filesystem::path& output) {
+  // Named rather than left to libgd's default, which depends on how libgd was built.
+  gdImageTrueColorToPaletteSetMethod(image, GD_QUANT_JQUANT, 0);
+  if (!gdImageTrueColorToPalette(image, 1, 256))
+    WriteError(output, "GIF colour quantization failed");
+}
 
 class GifSink final : public FileSink {
  public:
@@ -33,53 +55,29 @@ class GifSink final : public FileSink {
     Check(EGifPutExtensionBlock(gif_.get(), 11, "NETSCAPE2.0"));
     Check(EGifPutExtensionBlock(gif_.get(), 3, kLoop));
     Check(EGifPutExtensionTrailer(gif_.get()));
-    const std::size_t pixels = static_cast<std::size_t>(format.width) * format.height;
-    red_.resize(pixels);
-    green_.resize(pixels);
-    blue_.resize(pixels);
-    indices_.resize(pixels);
   }
 
   void Add(ICIF* picture, int repeat) override {
     const PixelView view = Frame(picture);
-    // The quantizer takes separate colour planes.
-    std::size_t at = 0;
+    GdImage image(
+        gdImageCreateTrueColor(static_cast<int>(view.width), static_cast<int>(view.height)));
+    if (!image) throw AppError(kExitFailure, "out of memory");
     for (unsigned y = 0; y < view.height; ++y) {
-      const unsigned char* row = view.Row(y);
-      for (unsigned x = 0; x < view.width; ++x, ++at) {
-        red_[at] = row[x * 3];
-        green_[at] = row[x * 3 + 1];
-        blue_[at] = row[x * 3 + 2];
-      }
+      const unsigned char* from = view.Row(y);
+      int* to = image->tpixels[y];
+      for (unsigned x = 0; x < view.width; ++x, from += 3)
+        to[x] = gdTrueColor(from[0], from[1], from[2]);
     }
-    int colours = 256;
-    GifColorType palette[256];
-    if (GifQuantizeBuffer(view.width, view.height, &colours, red_.data(), green_.data(),
-                          blue_.data(), indices_.data(), palette) == GIF_ERROR)
-      Fail("GIF colour quantization failed");
-    const std::unique_ptr<ColorMapObject, MapDeleter> map(GifMakeMapObject(256, palette));
-    if (!map) throw AppError(kExitFailure, "out of memory");
-    // Delays are in hundredths of a second, at most 65535 per frame: a long hold is split.
+    // Delays are in hundredths of a second.
     const long end = frames_ + repeat;
-    long delay = Timestamp(end, format_.fps, 100) - Timestamp(frames_, format_.fps, 100);
+    const long delay = Timestamp(end, format_.fps, 100) - Timestamp(frames_, format_.fps, 100);
     frames_ = end;
-    do {
-      const long part = std::min(delay, 65535L);
-      delay -= part;
-      GraphicsControlBlock control{};
-      control.DisposalMode = DISPOSAL_UNSPECIFIED;
-      control.DelayTime = static_cast<int>(part);
-      control.TransparentColor = NO_TRANSPARENT_COLOR;
-      GifByteType extension[4];
-      const std::size_t length = EGifGCBToExtension(&control, extension);
-      Check(EGifPutExtension(gif_.get(), GRAPHICS_EXT_FUNC_CODE, static_cast<int>(length),
-                             extension));
-      Check(EGifPutImageDesc(gif_.get(), 0, 0, static_cast<int>(view.width),
-                             static_cast<int>(view.height), false, map.get()));
-      for (unsigned y = 0; y < view.height; ++y)
-        Check(EGifPutLine(gif_.get(), indices_.data() + static_cast<std::size_t>(y) * view.width,
-                          static_cast<int>(view.width)));
-    } while (delay > 0);
+    jobs_.Start(
+        [image = std::move(image), delay, output = output_]() mutable {
+          Quantize(image.get(), output);
+          return QuantizedFrame{std::move(image), delay};
+        },
+        [this](QuantizedFrame frame) { Write(frame); });
   }
 
  private:
@@ -94,15 +92,44 @@ class GifSink final : public FileSink {
     if (result != GIF_OK) Fail(GifErrorString(gif_->Error));
   }
 
+  void Write(const QuantizedFrame& frame) {
+    const gdImage& image = *frame.image;
+    GifColorType palette[256] = {};
+    for (int i = 0; i < std::min(gdImageColorsTotal(&image), 256); ++i)
+      palette[i] = {static_cast<GifByteType>(image.red[i]),
+                    static_cast<GifByteType>(image.green[i]),
+                    static_cast<GifByteType>(image.blue[i])};
+    const std::unique_ptr<ColorMapObject, MapDeleter> map(GifMakeMapObject(256, palette));
+    if (!map) throw AppError(kExitFailure, "out of memory");
+    // At most 65535 hundredths per frame: a long hold is split.
+    long delay = frame.delay;
+    do {
+      const long part = std::min(delay, 65535L);
+      delay -= part;
+      GraphicsControlBlock control{};
+      control.DisposalMode = DISPOSAL_UNSPECIFIED;
+      control.DelayTime = static_cast<int>(part);
+      control.TransparentColor = NO_TRANSPARENT_COLOR;
+      GifByteType extension[4];
+      const std::size_t length = EGifGCBToExtension(&control, extension);
+      Check(EGifPutExtension(gif_.get(), GRAPHICS_EXT_FUNC_CODE, static_cast<int>(length),
+                             extension));
+      Check(EGifPutImageDesc(gif_.get(), 0, 0, image.sx, image.sy, false, map.get()));
+      for (int y = 0; y < image.sy; ++y) Check(EGifPutLine(gif_.get(), image.pixels[y], image.sx));
+    } while (delay > 0);
+  }
+
   void Complete() override {
+    jobs_.Drain([this](QuantizedFrame frame) { Write(frame); });
     int error = 0;
     // Closing frees the handle whatever the result.
     if (EGifCloseFile(gif_.release(), &error) != GIF_OK) Fail(GifErrorString(error));
   }
 
   std::unique_ptr<GifFileType, GifCloser> gif_;
-  std::vector<GifByteType> red_, green_, blue_, indices_;
   long frames_ = 0;
+  // Last, so that it is destroyed first: waiting for the jobs still running.
+  OrderedJobs<QuantizedFrame> jobs_;
 };
 
 }  // namespace

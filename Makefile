@@ -7,7 +7,7 @@ JOBS ?= $(shell nproc)
 DEBIAN_PACKAGES := cmake g++ make pkg-config clang-format clang libclang-rt-14-dev \
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev \
   libopencv-core-dev libopencv-imgproc-dev libpng-dev libjpeg62-turbo-dev \
-  libwebp-dev libgif-dev libexpat1-dev ffmpeg time jq
+  libwebp-dev libgif-dev libgd-dev libexpat1-dev ffmpeg time jq
 
 ifeq ($(SANITIZE),1)
   BUILD := $(BUILD)-sanitize

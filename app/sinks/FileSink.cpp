@@ -42,10 +42,8 @@ int FileDescriptor::Close() {
   return fd_ < 0 ? 0 : ::close(std::exchange(fd_, -1));
 }
 
-namespace {
-
-void WriteAll(int fd, const unsigned char* data, std::size_t size,
-              const std::function<void(int)>& fail) {
+void WriteBytes(int fd, const unsigned char* data, std::size_t size,
+                const std::function<void(int)>& fail) {
   while (size > 0) {
     const ssize_t done = ::write(fd, data, size);
     if (done < 0) {
@@ -58,14 +56,12 @@ void WriteAll(int fd, const unsigned char* data, std::size_t size,
   }
 }
 
-}  // namespace
-
 void WriteFrame(int fd, const PixelView& view, int repeat, const std::function<void(int)>& fail) {
   for (int i = 0; i < repeat; ++i) {
     if (static_cast<std::size_t>(view.stride) == view.RowBytes()) {
-      WriteAll(fd, view.first, view.RowBytes() * view.height, fail);
+      WriteBytes(fd, view.first, view.RowBytes() * view.height, fail);
     } else {
-      for (unsigned y = 0; y < view.height; ++y) WriteAll(fd, view.Row(y), view.RowBytes(), fail);
+      for (unsigned y = 0; y < view.height; ++y) WriteBytes(fd, view.Row(y), view.RowBytes(), fail);
     }
   }
 }

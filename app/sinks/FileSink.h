@@ -44,6 +44,9 @@ class FileDescriptor {
   int fd_;
 };
 
+// `size` bytes written to a descriptor; `fail` is called with errno when a write fails.
+void WriteBytes(int fd, const unsigned char* data, std::size_t size,
+                const std::function<void(int)>& fail);
 // `repeat` copies of a frame's rows written to a descriptor; `fail` is called with errno when a
 // write fails.
 void WriteFrame(int fd, const PixelView& view, int repeat, const std::function<void(int)>& fail);

@@ -36,6 +36,8 @@ TEST_F(ErrorsTest, BadPictures) {
                 "cannot read 'cut.jpg'");
   ExpectFailure("slideshow a.png b.png cut.jpg --hold 0.5 --fps 10 -o show.webp", kInput,
                 "cannot read 'cut.jpg'");
+  ExpectFailure("slideshow a.png b.png cut.jpg --hold 0.5 --fps 10 -o show.gif", kInput,
+                "cannot read 'cut.jpg'");
 }
 
 // Catches: a bad value or a missing argument accepted, reported with another code, or without

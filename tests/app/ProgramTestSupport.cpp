@@ -148,7 +148,7 @@ Image ReadPng(const std::filesystem::path& path) {
   return image;
 }
 
-std::vector<Image> ReadWebP(const std::filesystem::path& path) {
+std::vector<Image> ReadWebP(const std::filesystem::path& path, std::vector<int>* ends) {
   const std::string data = ReadFile(path);
   WebPData input{reinterpret_cast<const std::uint8_t*>(data.data()), data.size()};
   WebPAnimDecoderOptions options;
@@ -171,8 +171,45 @@ std::vector<Image> ReadWebP(const std::filesystem::path& path) {
          ++i)
       frame.rgb.insert(frame.rgb.end(), rgba + i * 4, rgba + i * 4 + 3);
     frames.push_back(std::move(frame));
+    if (ends != nullptr) ends->push_back(timestamp);
   }
   WebPAnimDecoderDelete(decoder);
+  return frames;
+}
+
+std::vector<Image> ReadGifFrames(const std::filesystem::path& path, std::vector<int>* delays) {
+  std::vector<Image> frames;
+  int error = 0;
+  GifFileType* gif = DGifOpenFileName(path.c_str(), &error);
+  if (gif == nullptr || DGifSlurp(gif) != GIF_OK) {
+    ADD_FAILURE() << "cannot read " << path;
+    if (gif != nullptr) DGifCloseFile(gif, &error);
+    return frames;
+  }
+  Image canvas{static_cast<unsigned>(gif->SWidth), static_cast<unsigned>(gif->SHeight), {}};
+  canvas.rgb.resize(static_cast<std::size_t>(canvas.width) * canvas.height * 3);
+  for (int i = 0; i < gif->ImageCount; ++i) {
+    const SavedImage& image = gif->SavedImages[i];
+    const GifImageDesc& at = image.ImageDesc;
+    const ColorMapObject* map = at.ColorMap != nullptr ? at.ColorMap : gif->SColorMap;
+    GraphicsControlBlock control{};
+    DGifSavedExtensionToGCB(gif, i, &control);
+    for (int y = 0; y < at.Height; ++y)
+      for (int x = 0; x < at.Width; ++x) {
+        const int index = image.RasterBits[y * at.Width + x];
+        if (index == control.TransparentColor || map == nullptr || index >= map->ColorCount)
+          continue;
+        const GifColorType c = map->Colors[index];
+        std::uint8_t* to =
+            &canvas.rgb[(static_cast<std::size_t>(at.Top + y) * canvas.width + at.Left + x) * 3];
+        to[0] = c.Red;
+        to[1] = c.Green;
+        to[2] = c.Blue;
+      }
+    frames.push_back(canvas);
+    if (delays != nullptr) delays->push_back(control.DelayTime);
+  }
+  DGifCloseFile(gif, &error);
   return frames;
 }
 
@@ -215,6 +252,16 @@ int MaxDifference(const Image& a, const Image& b) {
   for (std::size_t i = 0; i < a.rgb.size(); ++i)
     most = std::max(most, std::abs(a.rgb[i] - b.rgb[i]));
   return most;
+}
+
+double Psnr(const Image& a, const Image& b) {
+  if (a.width != b.width || a.height != b.height || a.rgb.size() != b.rgb.size()) return 0;
+  double squares = 0;
+  for (std::size_t i = 0; i < a.rgb.size(); ++i) {
+    const double d = static_cast<double>(a.rgb[i]) - b.rgb[i];
+    squares += d * d;
+  }
+  return squares == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * a.rgb.size() / squares);
 }
 
 void ProgramTest::SetUp() {

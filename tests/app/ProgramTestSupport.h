@@ -67,8 +67,13 @@ void WriteRawPng(const std::filesystem::path& path, unsigned width, unsigned hei
 
 std::string ReadFile(const std::filesystem::path& path);
 Image ReadPng(const std::filesystem::path& path);
-// Frames of an animated WebP, fully composed.
-std::vector<Image> ReadWebP(const std::filesystem::path& path);
+// Frames of an animated WebP, fully composed; `ends`, when given, receives the time each frame
+// stops showing, in milliseconds from the start.
+std::vector<Image> ReadWebP(const std::filesystem::path& path, std::vector<int>* ends = nullptr);
+// Frames of a GIF, fully composed; `delays`, when given, receives each frame's delay in
+// hundredths of a second.
+std::vector<Image> ReadGifFrames(const std::filesystem::path& path,
+                                 std::vector<int>* delays = nullptr);
 
 // What an animation or a video holds: its frames, their size, and (GIF only) the sum of the
 // frame delays in hundredths of a second.
@@ -89,6 +94,9 @@ bool HaveProgram(const std::string& name);
 // The largest difference of any byte between two pictures of the same size (256 if the sizes
 // differ).
 int MaxDifference(const Image& a, const Image& b);
+// The peak signal-to-noise ratio of `b` against `a` over all bytes, in dB (0 if the sizes differ,
+// 99 if they are equal).
+double Psnr(const Image& a, const Image& b);
 
 struct Result {
   int code = -1;

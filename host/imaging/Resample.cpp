@@ -11,7 +11,11 @@ namespace host::imaging {
 
 namespace {
 
-constexpr std::int64_t kOne = 32768;  // weight 1 in firstWeight and lastWeight
+constexpr std::int64_t kOne = 65536;  // weight 1 in firstWeight and lastWeight (as 65535)
+
+std::uint16_t Weight(std::int64_t weight) {
+  return static_cast<std::uint16_t>(std::clamp<std::int64_t>(weight, 0, 65535));
+}
 
 // Growing: the centre of result position i maps to (i + 0.5) * from / to - 0.5 in source
 // positions, between sources x0 and x0 + 1 (the edge source alone outside [0, from - 1]).
@@ -21,12 +25,12 @@ void GrowingTaps(std::int64_t from, std::int64_t to, AxisTaps* t) {
     std::int64_t x0 = 0, rem = 0;
     if (num > 0) x0 = num / den, rem = num % den;
     if (x0 >= from - 1) x0 = from - 1, rem = 0;
-    const std::int64_t lastWeight = (rem * kOne + to) / den;  // rem / den rounded, in 1/32768
+    const std::int64_t lastWeight = (rem * kOne + to) / den;  // rem / den rounded, in 1/65536
     const auto at = static_cast<std::size_t>(i);
     t->first[at] = static_cast<std::int32_t>(x0);
     t->last[at] = static_cast<std::int32_t>(std::min(x0 + 1, from - 1));
-    t->firstWeight[at] = static_cast<std::uint16_t>(kOne - lastWeight);
-    t->lastWeight[at] = static_cast<std::uint16_t>(lastWeight);
+    t->firstWeight[at] = Weight(kOne - lastWeight);
+    t->lastWeight[at] = Weight(lastWeight);
   }
 }
 
@@ -42,24 +46,26 @@ void ShrinkingTaps(std::int64_t from, std::int64_t to, AxisTaps* t) {
     t->minMiddle = std::min(t->minMiddle, t->Middle(static_cast<int>(i)));
     t->maxMiddle = std::max(t->maxMiddle, t->Middle(static_cast<int>(i)));
   }
-  // The largest middle sum, 255 per source, shifted as far as 16 bits allow.
+  // The largest middle sum, 255 a source, shifted as far as 16 bits allow. A middle source weighs
+  // to / from: 2^(24 - shift) to / from in the middle product's scale, or half that and the
+  // product doubled where that does not fit 16 bits.
   t->middleShift = 8;
   while (t->middleShift > 0 && (255 * t->maxMiddle) << t->middleShift > 65535) --t->middleShift;
-  // A middle source weighs to / from: in the middle product's scale, 2^(23 - shift) to / from.
-  const int scale = 23 - t->middleShift;
-  const std::int64_t middleWeight = ((to << scale) + from / 2) / from;
-  t->middleWeight = static_cast<std::uint16_t>(std::min<std::int64_t>(middleWeight, 65535));
-  // The same weight in 1/32768 is middleWeight / 2^(8 - shift); the last source takes what the
-  // others leave of 1 (rounded down), so the weights never sum past 1.
+  auto middleWeight = [&](int scale) { return ((to << scale) + from / 2) / from; };
+  t->middleDoubled = middleWeight(24 - t->middleShift) > 65535;
+  t->middleWeight = Weight(middleWeight(24 - t->middleShift - (t->middleDoubled ? 1 : 0)));
+  // The same weight in 1/65536 is middleWeight (doubled) / 2^(8 - shift); the last source takes
+  // what the others leave of 1 (rounded down), so the weights never sum past 1.
   const int down = 8 - t->middleShift;
+  const std::int64_t middle = std::int64_t{t->middleWeight} * (t->middleDoubled ? 2 : 1);
   for (std::int64_t i = 0; i < to; ++i) {
     const auto at = static_cast<std::size_t>(i);
     const std::int64_t inside = (t->first[at] + 1) * to - i * from;  // units of the first source
     const std::int64_t firstWeight = (inside * kOne + from / 2) / from;
-    const std::int64_t rest = ((kOne - firstWeight) << down) -
-                              std::int64_t{t->Middle(static_cast<int>(i))} * t->middleWeight;
-    t->firstWeight[at] = static_cast<std::uint16_t>(firstWeight);
-    t->lastWeight[at] = static_cast<std::uint16_t>(std::max<std::int64_t>(rest >> down, 0));
+    const std::int64_t rest =
+        ((kOne - firstWeight) << down) - t->Middle(static_cast<int>(i)) * middle;
+    t->firstWeight[at] = Weight(firstWeight);
+    t->lastWeight[at] = Weight(rest >> down);
   }
 }
 
@@ -138,8 +144,10 @@ void BlendColumnsPlain(const Surface& from, unsigned char* out, const AxisTaps& 
     for (std::size_t x = begin; x < end; ++x)
       sums[x - begin] = static_cast<std::uint16_t>(sums[x - begin] + row[x]);
   }
+  const int shift = taps.middleShift, doubling = taps.middleDoubled ? 1 : 0;
+  const unsigned weight = taps.middleWeight;
   for (std::size_t x = begin; x < end; ++x)
-    out[x] = Blend(rowA[x], wa, rowB[x], wb, sums[x - begin], taps);
+    out[x] = Blend(rowA[x], wa, rowB[x], wb, sums[x - begin], shift, weight, doubling);
 }
 
 LanePlan PlanLanes(const AxisTaps& taps, int channels, int words, int window) {

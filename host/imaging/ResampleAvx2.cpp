@@ -20,7 +20,10 @@ namespace {
 constexpr int kLanes = 2, kWords = 8, kWindow = 16;
 constexpr int kStoreBytes = 8;  // each lane stores 8 bytes, of which plan.bytes are its own
 // Rows run through each vector's tables together, so the tables are read once per block.
-constexpr unsigned kBlockRows = 4;
+constexpr unsigned kBlockRows = 8;
+// Source bytes fetched ahead of the windows: the rows of a block are read side by side, which
+// the processor's own prefetching follows less well.
+constexpr int kPrefetch = 512;
 constexpr unsigned char kZero = 0x80;  // pshufb writes 0
 
 struct RowTables {
@@ -72,6 +75,7 @@ bool BuildRowTables(const Surface& from, const Surface& to, const AxisTaps& taps
     const std::size_t i0 = static_cast<std::size_t>(
         std::min(lane * plan.bytes / channels, static_cast<int>(taps.first.size()) - 1));
     const int a0 = taps.first[i0], b0 = taps.last[i0];
+    const int high = taps.middleShift == 8 ? 1 : 0;
     ForEachLaneByte(channels, plan, resultBytes, lane, [&](int j, int pixel, int c) {
       const auto i = static_cast<std::size_t>(pixel);
       const int middle = taps.Middle(pixel);
@@ -80,13 +84,13 @@ bool BuildRowTables(const Surface& from, const Surface& to, const AxisTaps& taps
       control[32 + 2 * j + 1] = index(channels * (taps.last[i] - b0) + c);
       weights[j] = taps.firstWeight[i];
       weights[16 + j] = taps.lastWeight[i];
-      // Middle phase m lands in the low byte of word m * bytes + j; the last step takes only
-      // the phases a position has.
+      // Middle phase m lands in word m * bytes + j (the high byte for a lone middle source, as
+      // if shifted by 8); the last step takes only the phases a position has.
       for (int m = 0; m < plan.phases; ++m) {
         const int word = m * plan.bytes + j;
         const unsigned char at = index(channels * (taps.first[i] - a0 + m) + c);
-        control[64 + 2 * word] = at;
-        if ((plan.steps - 1) * plan.phases + m < middle) control[96 + 2 * word] = at;
+        control[64 + 2 * word + high] = at;
+        if ((plan.steps - 1) * plan.phases + m < middle) control[96 + 2 * word + high] = at;
       }
     });
   }
@@ -142,8 +146,11 @@ KELO_AVX2_INLINE Vector LoadVector(const RowTables& t, int v) {
 struct Constants {
   LanePlan plan;
   int stepBytes;
+  bool shiftMiddle;  // false: a lone middle source already sits in the high byte
+  bool doubleMiddle;
   __m256i bias, middleWeight;
   __m128i middleShift;
+  __m256i highBytes;  // pshufb: each lane's high bytes of its words to its first 8 bytes
 };
 
 // The two lanes' results from `in`, stored at `out` (lane 0) and out + plan.bytes (lane 1).
@@ -162,11 +169,17 @@ KELO_AVX2_INLINE void BlendVector(const unsigned char* in, unsigned char* out, c
     middle =
         _mm256_add_epi16(middle, _mm256_shuffle_epi8(Window(in, v.middle, at), v.finalControl));
     if (k.plan.phases > 1) middle = FoldPhases(middle, k.plan.phases, k.plan.bytes);
-    sum = _mm256_add_epi16(
-        sum, _mm256_mulhi_epu16(_mm256_sll_epi16(middle, k.middleShift), k.middleWeight));
+    if (k.shiftMiddle) middle = _mm256_sll_epi16(middle, k.middleShift);
+    middle = _mm256_mulhi_epu16(middle, k.middleWeight);
+    if (k.doubleMiddle) middle = _mm256_add_epi16(middle, middle);
+    sum = _mm256_add_epi16(sum, middle);
   }
-  const __m256i result = _mm256_srli_epi16(_mm256_add_epi16(sum, k.bias), 7);
-  const __m256i packed = _mm256_packus_epi16(result, result);
+  const __m256i packed = _mm256_shuffle_epi8(_mm256_add_epi16(sum, k.bias), k.highBytes);
+  if (k.plan.bytes == 8) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                     _mm256_castsi256_si128(_mm256_permute4x64_epi64(packed, 0x08)));
+    return;
+  }
   _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(packed));
   _mm_storel_epi64(reinterpret_cast<__m128i*>(out + k.plan.bytes),
                    _mm256_extracti128_si256(packed, 1));
@@ -174,9 +187,15 @@ KELO_AVX2_INLINE void BlendVector(const unsigned char* in, unsigned char* out, c
 
 KELO_AVX2 void RowsKernel(const Surface& from, const Surface& to, const AxisTaps& taps,
                           RowTables& t) {
-  const Constants k{t.plan, to.Channels() * t.plan.phases, _mm256_set1_epi16(kBlendBias),
+  const Constants k{t.plan,
+                    to.Channels() * t.plan.phases,
+                    taps.middleShift != 8,
+                    taps.middleDoubled,
+                    _mm256_set1_epi16(kBlendBias),
                     _mm256_set1_epi16(static_cast<short>(taps.middleWeight)),
-                    _mm_cvtsi32_si128(taps.middleShift)};
+                    _mm_cvtsi32_si128(taps.middleShift),
+                    _mm256_setr_epi8(1, 3, 5, 7, 9, 11, 13, 15, -1, -1, -1, -1, -1, -1, -1, -1, 1,
+                                     3, 5, 7, 9, 11, 13, 15, -1, -1, -1, -1, -1, -1, -1, -1)};
   const LaneSpan span = t.span;
   const int vectorBytes = kLanes * t.plan.bytes;
   const int bodyVectors = span.tailLane / kLanes;
@@ -192,7 +211,11 @@ KELO_AVX2 void RowsKernel(const Surface& from, const Surface& to, const AxisTaps
     for (unsigned r = 0; r < rows; ++r) in[r] = from.Row(y0 + r), out[r] = to.Row(y0 + r);
     for (int v = 0; v < bodyVectors; ++v) {
       const Vector vector = LoadVector(t, v);
-      for (unsigned r = 0; r < rows; ++r) BlendVector(in[r], out[r] + v * vectorBytes, vector, k);
+      for (unsigned r = 0; r < rows; ++r) {
+        _mm_prefetch(reinterpret_cast<const char*>(in[r] + vector.first[0] + kPrefetch),
+                     _MM_HINT_T0);
+        BlendVector(in[r], out[r] + v * vectorBytes, vector, k);
+      }
     }
     if (bodyVectors == t.vectors) continue;
     for (unsigned r = 0; r < rows; ++r) {
@@ -211,6 +234,12 @@ KELO_AVX2_INLINE __m256i Products(__m256i values, __m256i weight, bool high) {
   return _mm256_mulhi_epu16(spread, weight);
 }
 
+// The middle's product, doubled where its weight was halved to fit.
+KELO_AVX2_INLINE __m256i Middle(__m256i sum, __m128i shift, __m256i weight, bool doubled) {
+  const __m256i part = _mm256_mulhi_epu16(_mm256_sll_epi16(sum, shift), weight);
+  return doubled ? _mm256_add_epi16(part, part) : part;
+}
+
 // Vertical: results 32 bytes at a time from the first and last rows and the middle's sum.
 // Up to kRegisterRows middle rows are summed in registers, 32 bytes of each in turn; more are
 // summed a chunk of each row at a time into memory, so every row is read along memory and the
@@ -223,6 +252,7 @@ KELO_AVX2 void ColumnsKernel(const Surface& from, const Surface& to, const AxisT
   const __m256i bias = _mm256_set1_epi16(kBlendBias);
   const __m256i middleWeight = _mm256_set1_epi16(static_cast<short>(taps.middleWeight));
   const __m128i middleShift = _mm_cvtsi32_si128(taps.middleShift);
+  const bool doubled = taps.middleDoubled;
   const __m256i zero = _mm256_setzero_si256();
   __m256i sums[2 * kChunk / 32];
   for (unsigned i = 0; i < to.height; ++i) {
@@ -266,13 +296,11 @@ KELO_AVX2 void ColumnsKernel(const Surface& from, const Surface& to, const AxisT
               sumHigh = _mm256_add_epi16(sumHigh, _mm256_unpackhi_epi8(v, zero));
             }
           }
-          low = _mm256_add_epi16(
-              low, _mm256_mulhi_epu16(_mm256_sll_epi16(sumLow, middleShift), middleWeight));
-          high = _mm256_add_epi16(
-              high, _mm256_mulhi_epu16(_mm256_sll_epi16(sumHigh, middleShift), middleWeight));
+          low = _mm256_add_epi16(low, Middle(sumLow, middleShift, middleWeight, doubled));
+          high = _mm256_add_epi16(high, Middle(sumHigh, middleShift, middleWeight, doubled));
         }
-        low = _mm256_srli_epi16(_mm256_add_epi16(low, bias), 7);
-        high = _mm256_srli_epi16(_mm256_add_epi16(high, bias), 7);
+        low = _mm256_srli_epi16(_mm256_add_epi16(low, bias), 8);
+        high = _mm256_srli_epi16(_mm256_add_epi16(high, bias), 8);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + x), _mm256_packus_epi16(low, high));
       }
     }

@@ -20,7 +20,10 @@ namespace {
 // row (vpermb, with a mask writing zeros).
 constexpr int kWords = 32, kWindow = 64;
 constexpr int kStoreBytes = 32;  // a lane stores 32 bytes, of which plan.bytes are its own
-constexpr unsigned kBlockRows = 4;
+constexpr unsigned kBlockRows = 8;
+// Source bytes fetched ahead of the windows: the rows of a block are read side by side, which
+// the processor's own prefetching follows less well.
+constexpr int kPrefetch = 512;
 
 struct RowTables {
   LanePlan plan;
@@ -67,6 +70,7 @@ bool BuildRowTables(const Surface& from, const Surface& to, const AxisTaps& taps
     const std::size_t i0 = static_cast<std::size_t>(
         std::min(lane * plan.bytes / channels, static_cast<int>(taps.first.size()) - 1));
     const int a0 = taps.first[i0], b0 = taps.last[i0];
+    const int high = taps.middleShift == 8 ? 1 : 0;
     ForEachLaneByte(channels, plan, resultBytes, lane, [&](int j, int pixel, int c) {
       const auto i = static_cast<std::size_t>(pixel);
       const int middle = taps.Middle(pixel);
@@ -77,13 +81,13 @@ bool BuildRowTables(const Surface& from, const Surface& to, const AxisTaps& taps
       masks[1] |= std::uint64_t{1} << (2 * j + 1);
       weights[j] = taps.firstWeight[i];
       weights[32 + j] = taps.lastWeight[i];
-      // Middle phase m lands in the low byte of word m * bytes + j; the last step takes only
-      // the phases a position has.
+      // Middle phase m lands in word m * bytes + j (the high byte for a lone middle source, as
+      // if shifted by 8); the last step takes only the phases a position has.
       for (int m = 0; m < plan.phases; ++m) {
-        const int word = m * plan.bytes + j;
-        control[128 + 2 * word] = index(channels * (taps.first[i] - a0 + m) + c);
-        masks[2] |= std::uint64_t{1} << (2 * word);
-        if ((plan.steps - 1) * plan.phases + m < middle) masks[3] |= std::uint64_t{1} << (2 * word);
+        const int byte = 2 * (m * plan.bytes + j) + high;
+        control[128 + byte] = index(channels * (taps.first[i] - a0 + m) + c);
+        masks[2] |= std::uint64_t{1} << byte;
+        if ((plan.steps - 1) * plan.phases + m < middle) masks[3] |= std::uint64_t{1} << byte;
       }
     });
   }
@@ -98,9 +102,12 @@ KELO_AVX512_INLINE __m512i Shuffled(const unsigned char* at, std::uint64_t mask,
 struct Constants {
   LanePlan plan;
   int stepBytes, folds;
+  bool shiftMiddle;  // false: a lone middle source already sits in the high byte
+  bool doubleMiddle;
   __m512i bias, middleWeight;
   __m128i middleShift;
-  __m512i fold[5];  // folding phases: word w takes word w + bytes * half
+  __m512i highBytes;  // vpermb: the words' high bytes to the first 32 bytes
+  __m512i fold[5];    // folding phases: word w takes word w + bytes * half
 };
 
 // One vector's tables, in registers.
@@ -142,12 +149,15 @@ KELO_AVX512_INLINE void BlendVector(const unsigned char* in, unsigned char* out,
     middle = _mm512_add_epi16(middle, Shuffled(at, v.finalMask, v.middleControl));
     for (int f = 0; f < k.folds; ++f)
       middle = _mm512_add_epi16(middle, _mm512_permutexvar_epi16(k.fold[f], middle));
-    sum = _mm512_add_epi16(
-        sum, _mm512_mulhi_epu16(_mm512_sll_epi16(middle, k.middleShift), k.middleWeight));
+    if (k.shiftMiddle) middle = _mm512_sll_epi16(middle, k.middleShift);
+    middle = _mm512_mulhi_epu16(middle, k.middleWeight);
+    if (k.doubleMiddle) middle = _mm512_add_epi16(middle, middle);
+    sum = _mm512_add_epi16(sum, middle);
   }
-  const __m512i result = _mm512_srli_epi16(_mm512_add_epi16(sum, k.bias), 7);
-  // The masked form: GCC 12 warns about the undefined register the plain one starts from.
-  _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm512_maskz_cvtepi16_epi8(~0u, result));
+  // Masked forms throughout: GCC 12 warns about the undefined registers the plain ones take.
+  const __m512i result =
+      _mm512_maskz_permutexvar_epi8(~0ull, k.highBytes, _mm512_add_epi16(sum, k.bias));
+  _mm512_mask_storeu_epi8(out, 0xFFFFFFFFull, result);
 }
 
 KELO_AVX512 void RowsKernel(const Surface& from, const Surface& to, const AxisTaps& taps,
@@ -155,9 +165,13 @@ KELO_AVX512 void RowsKernel(const Surface& from, const Surface& to, const AxisTa
   Constants k{t.plan,
               to.Channels() * t.plan.phases,
               0,
+              taps.middleShift != 8,
+              taps.middleDoubled,
               _mm512_set1_epi16(kBlendBias),
               _mm512_set1_epi16(static_cast<short>(taps.middleWeight)),
               _mm_cvtsi32_si128(taps.middleShift),
+              _mm512_set_epi64(0, 0, 0, 0, 0x3f3d3b3937353331, 0x2f2d2b2927252321,
+                               0x1f1d1b1917151311, 0x0f0d0b0907050301),
               {}};
   for (int half = t.plan.phases / 2; half >= 1; half /= 2)
     k.fold[k.folds++] = _mm512_add_epi16(
@@ -178,7 +192,10 @@ KELO_AVX512 void RowsKernel(const Surface& from, const Surface& to, const AxisTa
     for (unsigned r = 0; r < rows; ++r) in[r] = from.Row(y0 + r), out[r] = to.Row(y0 + r);
     for (int lane = 0; lane < span.tailLane; ++lane) {
       const Vector vector = LoadVector(t, lane);
-      for (unsigned r = 0; r < rows; ++r) BlendVector(in[r], out[r] + lane * bytes, vector, k);
+      for (unsigned r = 0; r < rows; ++r) {
+        _mm_prefetch(reinterpret_cast<const char*>(in[r] + vector.first + kPrefetch), _MM_HINT_T0);
+        BlendVector(in[r], out[r] + lane * bytes, vector, k);
+      }
     }
     if (span.tailLane == span.lanes) continue;
     for (unsigned r = 0; r < rows; ++r) {
@@ -196,6 +213,12 @@ KELO_AVX512_INLINE __m512i Products(__m512i values, __m512i weight, bool high) {
   return _mm512_mulhi_epu16(spread, weight);
 }
 
+// The middle's product, doubled where its weight was halved to fit.
+KELO_AVX512_INLINE __m512i Middle(__m512i sum, __m128i shift, __m512i weight, bool doubled) {
+  const __m512i part = _mm512_mulhi_epu16(_mm512_sll_epi16(sum, shift), weight);
+  return doubled ? _mm512_add_epi16(part, part) : part;
+}
+
 // Vertical: results 64 bytes at a time, the middle summed as on AVX2 (ResampleAvx2.cpp).
 constexpr int kRegisterRows = 3;
 constexpr std::size_t kChunk = 2048;
@@ -205,6 +228,7 @@ KELO_AVX512 void ColumnsKernel(const Surface& from, const Surface& to, const Axi
   const __m512i bias = _mm512_set1_epi16(kBlendBias);
   const __m512i middleWeight = _mm512_set1_epi16(static_cast<short>(taps.middleWeight));
   const __m128i middleShift = _mm_cvtsi32_si128(taps.middleShift);
+  const bool doubled = taps.middleDoubled;
   const __m512i zero = _mm512_setzero_si512();
   __m512i sums[2 * kChunk / 64];
   for (unsigned i = 0; i < to.height; ++i) {
@@ -247,13 +271,11 @@ KELO_AVX512 void ColumnsKernel(const Surface& from, const Surface& to, const Axi
               sumHigh = _mm512_add_epi16(sumHigh, _mm512_unpackhi_epi8(v, zero));
             }
           }
-          low = _mm512_add_epi16(
-              low, _mm512_mulhi_epu16(_mm512_sll_epi16(sumLow, middleShift), middleWeight));
-          high = _mm512_add_epi16(
-              high, _mm512_mulhi_epu16(_mm512_sll_epi16(sumHigh, middleShift), middleWeight));
+          low = _mm512_add_epi16(low, Middle(sumLow, middleShift, middleWeight, doubled));
+          high = _mm512_add_epi16(high, Middle(sumHigh, middleShift, middleWeight, doubled));
         }
-        low = _mm512_srli_epi16(_mm512_add_epi16(low, bias), 7);
-        high = _mm512_srli_epi16(_mm512_add_epi16(high, bias), 7);
+        low = _mm512_srli_epi16(_mm512_add_epi16(low, bias), 8);
+        high = _mm512_srli_epi16(_mm512_add_epi16(high, bias), 8);
         _mm512_storeu_si512(out + x, _mm512_packus_epi16(low, high));
       }
     }

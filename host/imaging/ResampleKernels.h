@@ -17,12 +17,15 @@ namespace host::imaging {
 struct AxisTaps {
   int sourceCount = 0;  // source positions
   std::vector<std::int32_t> first, last;
-  // Weights in 1/32768: a product ((value << 8) * weight) >> 16 is value * weight / 256.
+  // Weights in 1/65536: a product ((value << 8) * weight) >> 16 is value * weight / 256.
   std::vector<std::uint16_t> firstWeight, lastWeight;
   int minMiddle = 0, maxMiddle = 0;  // the fewest and most middle sources of a position
   // The middle's sum is shifted left by middleShift (as far as the largest sum allows in 16 bits)
-  // and weighted by middleWeight: ((sum << middleShift) * middleWeight) >> 16.
+  // and weighted by middleWeight: ((sum << middleShift) * middleWeight) >> 16, doubled when
+  // middleDoubled (the weight would not fit 16 bits). A shift of 8 means at most one middle
+  // source, which then is a product like the others.
   int middleShift = 8;
+  bool middleDoubled = false;
   std::uint16_t middleWeight = 0;
 
   int Middle(int i) const {
@@ -35,16 +38,23 @@ struct AxisTaps {
 // std::bad_alloc.
 AxisTaps TapsFor(int from, int to);
 
-// One result byte: the three products are truncated to 1/128 of a level each, summed, and
-// rounded (65 rather than 64 makes up for the truncations on average). Weights of a position sum
-// to at most 32768, so a flat picture stays exactly flat and nothing exceeds 255.
+// One result byte: the three products are truncated to 1/256 of a level each, summed, and
+// rounded (129 rather than 128 makes up for the truncations on average). A position's weights
+// sum to at most 1, so a flat picture stays exactly flat, and the sum fits 16 bits: the result is
+// its high byte.
+inline constexpr unsigned kBlendBias = 129;
+inline unsigned char Blend(unsigned first, unsigned firstWeight, unsigned last, unsigned lastWeight,
+                           unsigned middle, int middleShift, unsigned middleWeight,
+                           int middleDoubling) {
+  const unsigned sum = (((first << 8) * firstWeight) >> 16) + (((last << 8) * lastWeight) >> 16) +
+                       ((((middle << middleShift) * middleWeight) >> 16) << middleDoubling);
+  return static_cast<unsigned char>((sum + kBlendBias) >> 8);
+}
 inline unsigned char Blend(unsigned first, unsigned firstWeight, unsigned last, unsigned lastWeight,
                            unsigned middle, const AxisTaps& taps) {
-  const unsigned sum = (((first << 8) * firstWeight) >> 16) + (((last << 8) * lastWeight) >> 16) +
-                       (((middle << taps.middleShift) * taps.middleWeight) >> 16);
-  return static_cast<unsigned char>((sum + 65) >> 7);
+  return Blend(first, firstWeight, last, lastWeight, middle, taps.middleShift, taps.middleWeight,
+               taps.middleDoubled ? 1 : 0);
 }
-inline constexpr int kBlendBias = 65;
 
 // Result pixels [begin, end) of one row along x, portable: `in` and `out` are rows of
 // `channels`-byte pixels.

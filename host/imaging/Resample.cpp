@@ -157,8 +157,9 @@ LanePlan PlanLanes(const AxisTaps& taps, int channels, int words, int window) {
   double bestCost = 0;
   for (int bytes = 1; bytes <= words; ++bytes) {
     // The most pixels past its first that a lane of `bytes` bytes reaches, over the places in a
-    // pixel lanes start at (multiples of `bytes`), and how far the taps of pixels that many
-    // apart can be: first and last taps step by at most ceil(from / to) a pixel.
+    // pixel lanes start at (multiples of `bytes`), and how far apart the taps of pixels that far
+    // apart can be: first taps, like last taps, of pixels d apart are at most ceil(d from / to)
+    // apart.
     int reach = 0;
     for (int k = 0; k < channels; ++k)
       reach = std::max(reach, (k * bytes % channels + bytes - 1) / channels);
@@ -253,7 +254,7 @@ ResamplePath FastestResamplePath() {
 }
 
 bool OneAxisShape(const Surface& from, const Surface& to) {
-  if (from.bits != to.bits || from.bits % 8 != 0 || from.Empty() || to.Empty()) return false;
+  if (from.bits != to.bits || from.Empty() || to.Empty()) return false;
   const bool alongX = from.width != to.width, alongY = from.height != to.height;
   if (alongX == alongY) return false;
   const std::uint64_t source = alongX ? from.width : from.height;

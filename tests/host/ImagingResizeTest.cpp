@@ -106,7 +106,8 @@ using ImagingResize = ImagingTest;
 
 // Catches: a covered interval's ends weighted wrongly, a whole pixel left out or counted twice,
 // a rounding that truncates, a growth that samples off-centre or misses the edge repeat, a row
-// or column mixed into another; in any depth, along either axis.
+// or column mixed into another, weights summing past 1 (a white picture no longer white); in any
+// depth, along either axis.
 TEST_F(ImagingResize, PlainPathIsTheAreaAverageOrTheInterpolation) {
   for (int bits : {8, 24, 32}) {
     for (unsigned size : {1u, 2u, 7u, 19u, 37u, 90u}) {
@@ -133,6 +134,12 @@ TEST_F(ImagingResize, PlainPathIsTheAreaAverageOrTheInterpolation) {
           // Rounding to nearest leaves at most half a level, the fixed point a little more.
           EXPECT_LT(worst, 0.56) << bits << " bits, " << size << " -> " << to
                                  << (alongX ? " wide" : " high");
+          Rows white(from.surface.width, from.surface.height, bits);
+          for (unsigned y = 0; y < from.surface.height; ++y)
+            std::fill_n(white.surface.Row(y), white.surface.RowBytes(), 255);
+          const auto whiteOut = Resampled(white.surface, w, h, ResamplePath::kPlain);
+          EXPECT_EQ(std::count(whiteOut.begin(), whiteOut.end(), 255), std::ssize(whiteOut))
+              << bits << " bits, " << size << " -> " << to << (alongX ? " wide" : " high");
         }
       }
     }

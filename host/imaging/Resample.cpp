@@ -165,6 +165,15 @@ LanePlan PlanLanes(const AxisTaps& taps, int channels, int words, int window) {
       reach = std::max(reach, (k * bytes % channels + bytes - 1) / channels);
     const auto spread = static_cast<int>((reach * from + to - 1) / to);
     if (channels * (spread + 1) > window) continue;
+    // One window for every tap when the last taps, at most ceil(from / to) past the first, fit.
+    if (taps.maxMiddle <= 1 && channels * (spread + (from + to - 1) / to + 1) <= window) {
+      const int steps = taps.maxMiddle;
+      const double cost = (11.0 + 2.0 * steps + (steps > 0 ? 3 : 0)) / bytes;
+      if (best.bytes == 0 || cost < bestCost) {
+        best = LanePlan{bytes, 1, steps, true};
+        bestCost = cost;
+      }
+    }
     for (int phases = 1; bytes * phases <= words; phases *= 2) {
       if (channels * (spread + phases) > window) break;
       const int steps = (taps.maxMiddle + phases - 1) / phases;
@@ -201,10 +210,12 @@ LaneSpan SpanLanes(const AxisTaps& taps, int channels, const LanePlan& plan, int
   // How far the windows of a lane reach past the start of its first window, and where it starts.
   auto reach = [&](int lane, int* base) {
     const std::size_t i0 = FirstPixel(taps, channels, plan, lane);
-    const int first = channels * taps.first[i0], last = channels * taps.last[i0];
+    const int first = channels * taps.first[i0];
+    const int last = plan.shared ? first : channels * taps.last[i0];
     *base = std::min(first, last);
     int end = std::max(first, last) + window;
-    if (plan.steps > 0) end = std::max(end, first + channels + middleSteps + window);
+    if (plan.steps > 0 && !plan.shared)
+      end = std::max(end, first + channels + middleSteps + window);
     return end;
   };
   int tail = 0, base = 0;
@@ -228,8 +239,9 @@ LaneWindows WindowsOf(const AxisTaps& taps, int channels, const LanePlan& plan,
                       const LaneSpan& span, int lane) {
   const std::size_t i0 = FirstPixel(taps, channels, plan, lane);
   const int base = lane >= span.tailLane ? span.sourceBase : 0;
-  return {channels * taps.first[i0] - base, channels * taps.last[i0] - base,
-          channels * (taps.first[i0] + 1) - base};
+  const int first = channels * taps.first[i0] - base;
+  if (plan.shared) return {first, first, first};
+  return {first, channels * taps.last[i0] - base, channels * (taps.first[i0] + 1) - base};
 }
 
 bool ResamplePathSupported(ResamplePath path) {

@@ -74,7 +74,9 @@ bool BuildRowTables(const Surface& from, const Surface& to, const AxisTaps& taps
     std::uint16_t* weights = &t->weights[v * 32 + half * 8];
     const std::size_t i0 = static_cast<std::size_t>(
         std::min(lane * plan.bytes / channels, static_cast<int>(taps.first.size()) - 1));
-    const int a0 = taps.first[i0], b0 = taps.last[i0];
+    // Indices count from each tap's own window, or all from the first window when shared.
+    const int a0 = taps.first[i0], b0 = plan.shared ? a0 : taps.last[i0];
+    const int m0 = plan.shared ? a0 - 1 : a0;
     const int high = taps.middleShift == 8 ? 1 : 0;
     ForEachLaneByte(channels, plan, resultBytes, lane, [&](int j, int pixel, int c) {
       const auto i = static_cast<std::size_t>(pixel);
@@ -88,7 +90,7 @@ bool BuildRowTables(const Surface& from, const Surface& to, const AxisTaps& taps
       // if shifted by 8); the last step takes only the phases a position has.
       for (int m = 0; m < plan.phases; ++m) {
         const int word = m * plan.bytes + j;
-        const unsigned char at = index(channels * (taps.first[i] - a0 + m) + c);
+        const unsigned char at = index(channels * (taps.first[i] - m0 + m) + c);
         control[64 + 2 * word + high] = at;
         if ((plan.steps - 1) * plan.phases + m < middle) control[96 + 2 * word + high] = at;
       }
@@ -156,18 +158,19 @@ struct Constants {
 // The two lanes' results from `in`, stored at `out` (lane 0) and out + plan.bytes (lane 1).
 KELO_AVX2_INLINE void BlendVector(const unsigned char* in, unsigned char* out, const Vector& v,
                                   const Constants& k) {
+  const __m256i firstWindow = Window(in, v.first, 0);
+  const __m256i lastWindow = k.plan.shared ? firstWindow : Window(in, v.last, 0);
   __m256i sum = _mm256_add_epi16(
-      _mm256_mulhi_epu16(_mm256_shuffle_epi8(Window(in, v.first, 0), v.firstControl),
-                         v.firstWeight),
-      _mm256_mulhi_epu16(_mm256_shuffle_epi8(Window(in, v.last, 0), v.lastControl), v.lastWeight));
+      _mm256_mulhi_epu16(_mm256_shuffle_epi8(firstWindow, v.firstControl), v.firstWeight),
+      _mm256_mulhi_epu16(_mm256_shuffle_epi8(lastWindow, v.lastControl), v.lastWeight));
   if (k.plan.steps > 0) {
     __m256i middle = _mm256_setzero_si256();
     int at = 0;
     for (int step = 1; step < k.plan.steps; ++step, at += k.stepBytes)
       middle =
           _mm256_add_epi16(middle, _mm256_shuffle_epi8(Window(in, v.middle, at), v.middleControl));
-    middle =
-        _mm256_add_epi16(middle, _mm256_shuffle_epi8(Window(in, v.middle, at), v.finalControl));
+    const __m256i finalWindow = k.plan.shared ? firstWindow : Window(in, v.middle, at);
+    middle = _mm256_add_epi16(middle, _mm256_shuffle_epi8(finalWindow, v.finalControl));
     if (k.plan.phases > 1) middle = FoldPhases(middle, k.plan.phases, k.plan.bytes);
     if (k.shiftMiddle) middle = _mm256_sll_epi16(middle, k.middleShift);
     middle = _mm256_mulhi_epu16(middle, k.middleWeight);

@@ -69,7 +69,9 @@ bool BuildRowTables(const Surface& from, const Surface& to, const AxisTaps& taps
     std::uint16_t* weights = &t->weights[v * 64];
     const std::size_t i0 = static_cast<std::size_t>(
         std::min(lane * plan.bytes / channels, static_cast<int>(taps.first.size()) - 1));
-    const int a0 = taps.first[i0], b0 = taps.last[i0];
+    // Indices count from each tap's own window, or all from the first window when shared.
+    const int a0 = taps.first[i0], b0 = plan.shared ? a0 : taps.last[i0];
+    const int m0 = plan.shared ? a0 - 1 : a0;
     const int high = taps.middleShift == 8 ? 1 : 0;
     ForEachLaneByte(channels, plan, resultBytes, lane, [&](int j, int pixel, int c) {
       const auto i = static_cast<std::size_t>(pixel);
@@ -85,7 +87,7 @@ bool BuildRowTables(const Surface& from, const Surface& to, const AxisTaps& taps
       // if shifted by 8); the last step takes only the phases a position has.
       for (int m = 0; m < plan.phases; ++m) {
         const int byte = 2 * (m * plan.bytes + j) + high;
-        control[128 + byte] = index(channels * (taps.first[i] - a0 + m) + c);
+        control[128 + byte] = index(channels * (taps.first[i] - m0 + m) + c);
         masks[2] |= std::uint64_t{1} << byte;
         if ((plan.steps - 1) * plan.phases + m < middle) masks[3] |= std::uint64_t{1} << byte;
       }
@@ -94,8 +96,8 @@ bool BuildRowTables(const Surface& from, const Surface& to, const AxisTaps& taps
   return inside;
 }
 
-KELO_AVX512_INLINE __m512i Shuffled(const unsigned char* at, std::uint64_t mask, __m512i control) {
-  return _mm512_maskz_permutexvar_epi8(mask, control, _mm512_loadu_si512(at));
+KELO_AVX512_INLINE __m512i Shuffled(__m512i window, std::uint64_t mask, __m512i control) {
+  return _mm512_maskz_permutexvar_epi8(mask, control, window);
 }
 
 // What stays the same over a call.
@@ -138,15 +140,19 @@ KELO_AVX512_INLINE Vector LoadVector(const RowTables& t, int lane) {
 // One vector's result from `in`, stored at `out` (32 bytes, of which plan.bytes its own).
 KELO_AVX512_INLINE void BlendVector(const unsigned char* in, unsigned char* out, const Vector& v,
                                     const Constants& k) {
+  const __m512i firstWindow = _mm512_loadu_si512(in + v.first);
+  const __m512i lastWindow = k.plan.shared ? firstWindow : _mm512_loadu_si512(in + v.last);
   __m512i sum = _mm512_add_epi16(
-      _mm512_mulhi_epu16(Shuffled(in + v.first, v.firstMask, v.firstControl), v.firstWeight),
-      _mm512_mulhi_epu16(Shuffled(in + v.last, v.lastMask, v.lastControl), v.lastWeight));
+      _mm512_mulhi_epu16(Shuffled(firstWindow, v.firstMask, v.firstControl), v.firstWeight),
+      _mm512_mulhi_epu16(Shuffled(lastWindow, v.lastMask, v.lastControl), v.lastWeight));
   if (k.plan.steps > 0) {
     const unsigned char* at = in + v.middle;
     __m512i middle = _mm512_setzero_si512();
     for (int step = 1; step < k.plan.steps; ++step, at += k.stepBytes)
-      middle = _mm512_add_epi16(middle, Shuffled(at, v.middleMask, v.middleControl));
-    middle = _mm512_add_epi16(middle, Shuffled(at, v.finalMask, v.middleControl));
+      middle =
+          _mm512_add_epi16(middle, Shuffled(_mm512_loadu_si512(at), v.middleMask, v.middleControl));
+    const __m512i finalWindow = k.plan.shared ? firstWindow : _mm512_loadu_si512(at);
+    middle = _mm512_add_epi16(middle, Shuffled(finalWindow, v.finalMask, v.middleControl));
     for (int f = 0; f < k.folds; ++f)
       middle = _mm512_add_epi16(middle, _mm512_permutexvar_epi16(k.fold[f], middle));
     if (k.shiftMiddle) middle = _mm512_sll_epi16(middle, k.middleShift);
@@ -154,10 +160,12 @@ KELO_AVX512_INLINE void BlendVector(const unsigned char* in, unsigned char* out,
     if (k.doubleMiddle) middle = _mm512_add_epi16(middle, middle);
     sum = _mm512_add_epi16(sum, middle);
   }
-  // Masked forms throughout: GCC 12 warns about the undefined registers the plain ones take.
+  // The masked shuffle: GCC 12 warns about the undefined register the plain one starts from.
   const __m512i result =
       _mm512_maskz_permutexvar_epi8(~0ull, k.highBytes, _mm512_add_epi16(sum, k.bias));
-  _mm512_mask_storeu_epi8(out, 0xFFFFFFFFull, result);
+  __m256i low;  // the low half, stored plainly (a masked store is slower)
+  std::memcpy(&low, &result, sizeof low);
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), low);
 }
 
 KELO_AVX512 void RowsKernel(const Surface& from, const Surface& to, const AxisTaps& taps,

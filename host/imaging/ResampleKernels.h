@@ -67,9 +67,11 @@ void BlendColumnsPlain(const Surface& from, unsigned char* out, const AxisTaps& 
 // How the loops with shuffles split a result row: lanes of `bytes` consecutive result bytes,
 // each lane reading windows of source bytes (one at its first pixels' first taps, one at their
 // last taps, one per step over the middle), `phases` middle pixels per step summed in separate
-// 16-bit words and folded at the end. bytes == 0: no plan fits.
+// 16-bit words and folded at the end. With `shared`, a lane's taps all fall in its first window
+// (at most one step, one phase), which is read once. bytes == 0: no plan fits.
 struct LanePlan {
   int bytes = 0, phases = 1, steps = 0;
+  bool shared = false;
 };
 // The cheapest plan for lanes of `words` 16-bit words reading `window`-byte windows. The
 // windows' reach is bounded from the sizes alone; the tables check every index they write.
@@ -87,8 +89,8 @@ struct LaneSpan {
 LaneSpan SpanLanes(const AxisTaps& taps, int channels, const LanePlan& plan, int lanesPerVector,
                    int window, int storeBytes, int sourceRowBytes, int resultRowBytes);
 
-// The window starts of a lane (its first pixel's first tap, last tap, and the first middle step),
-// relative to the row or, for tail lanes, to the copy.
+// The window starts of a lane (its first pixel's first tap, last tap, and the first middle step;
+// all the first for a shared window), relative to the row or, for tail lanes, to the copy.
 struct LaneWindows {
   int first, last, middle;
 };

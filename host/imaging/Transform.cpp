@@ -11,6 +11,7 @@
 #include "host/imaging/BufferPool.h"
 #include "host/imaging/Geometry.h"
 #include "host/imaging/Picture.h"
+#include "host/imaging/Resample.h"
 
 namespace host::imaging {
 
@@ -42,10 +43,8 @@ bool Upright(const Surface& s, PoolBuffer* keep, Surface* out) {
 // OpenCV's remapping addresses source pixels with 16-bit coordinates.
 constexpr unsigned kMaxRemapSide = 32000;
 
-// Resamples `from` into `to` (same depth; rows ascending): an exact copy at the same size; when
-// shrinking, blocks of k x k' pixels averaged first (k and k' the whole parts of the shrink
-// factors; OpenCV's fast area filter), then bilinear to the exact size, so no step shrinks by 2
-// or more without averaging; an empty `from` gives black.
+// Resamples `from` into `to` (same depth): an exact copy at the same size; one side kept, the
+// one-axis resampler; an empty `from` gives black; anything else the general resampler.
 HRESULT ResizeSurface(const Surface& from, const Surface& to) {
   if (to.Empty()) return S_OK;
   if (from.Empty()) {
@@ -56,6 +55,17 @@ HRESULT ResizeSurface(const Surface& from, const Surface& to) {
     CopyRows(from, to);
     return S_OK;
   }
+  if (OneAxisShape(from, to)) return ResampleOneAxis(from, to, FastestResamplePath());
+  return ResampleGeneral(from, to);
+}
+
+}  // namespace
+
+// When shrinking, blocks of k x k' pixels averaged first (k and k' the whole parts of the shrink
+// factors; OpenCV's fast area filter), then bilinear to the exact size, so no step shrinks by 2
+// or more without averaging; growing, bilinear.
+HRESULT ResampleGeneral(const Surface& from, const Surface& to) {
+  if (from.Empty() || to.Empty()) return E_INVALIDARG;
   PoolBuffer keep;
   Surface upright;
   if (!Upright(from, &keep, &upright)) return E_FAIL;
@@ -91,8 +101,6 @@ HRESULT ResizeSurface(const Surface& from, const Surface& to) {
   }
   return S_OK;
 }
-
-}  // namespace
 
 HRESULT PictureTransform::Resize(ICIF* source, ICIF** out, unsigned width, unsigned height,
                                  int /*reserved1*/, int /*reserved2*/) {

@@ -33,4 +33,8 @@ class PictureTransform final : public HostObject<PictureTransform, ICIFTransform
   HRESULT Finish(ICIF* picture) override;
 };
 
+// The resampler for any change of size (OpenCV's): a destination `to` of the source's depth,
+// `from` of either stride, `to` with rows ascending. Resize takes it when both sides change.
+HRESULT ResampleGeneral(const Surface& from, const Surface& to);
+
 }  // namespace host::imaging

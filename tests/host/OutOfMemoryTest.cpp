@@ -9,6 +9,7 @@
 
 #include "host/core/Components.h"
 #include "host/imaging/Components.h"
+#include "host/imaging/Resample.h"
 #include "host/storage/Components.h"
 #include "host/storage/Registry.h"
 #include "host/storage/RegistryStore.h"
@@ -129,6 +130,21 @@ TEST_F(ImagingOutOfMemory, EveryOperationReportsAFailedAllocation) {
   sweep.Stateless("Copy", [&] { return maths->Copy(Out<ICIF>().Put(), source.Get(), 0, 0); });
   sweep.Stateless(
       "Resize", [&] { return transform->Resize(source.Get(), Out<ICIF>().Put(), 173, 29, 0, 1); });
+  // The one-axis resampler's tables and sums, on every path this processor runs, along x and y.
+  host::imaging::Surface from;
+  ASSERT_EQ(host::imaging::ReadSurface(source.Get(), &from), S_OK);
+  const auto narrow = Picture(37, 40, 32), low = Picture(60, 9, 32);
+  for (auto path : {host::imaging::ResamplePath::kPlain, host::imaging::ResamplePath::kAvx2,
+                    host::imaging::ResamplePath::kAvx512}) {
+    if (!host::imaging::ResamplePathSupported(path)) continue;
+    for (const ComPtr<ICIF>* result : {&narrow, &low}) {
+      host::imaging::Surface to;
+      ASSERT_EQ(host::imaging::ReadSurface(result->Get(), &to), S_OK);
+      sweep.Stateless("Resize one axis, path " + std::to_string(static_cast<int>(path)) + ", " +
+                          std::to_string(to.width) + "x" + std::to_string(to.height),
+                      [&, to] { return host::imaging::ResampleOneAxis(from, to, path); });
+    }
+  }
   sweep(
       "Clear", [] { return Picture(90, 70, 24); },
       [&](PictureRef& p) { return maths->Clear(p.Get(), nullptr, 0); });

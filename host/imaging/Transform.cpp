@@ -43,8 +43,34 @@ bool Upright(const Surface& s, PoolBuffer* keep, Surface* out) {
 // OpenCV's remapping addresses source pixels with 16-bit coordinates.
 constexpr unsigned kMaxRemapSide = 32000;
 
+}  // namespace
+
+// Both sides change: the area average and the interpolation are separable, so two one-axis
+// passes through a pooled picture give the two-axis result (rounded once in between). The pass
+// that lessens the rows comes first, so the wider pass has fewer rows to do. S_FALSE when a pass
+// is a shape the one-axis resampler does not take (a shrink by more than 256).
+HRESULT ResampleTwoAxes(const Surface& from, const Surface& to, ResamplePath path) {
+  if (from.bits != to.bits || from.Empty() || to.Empty()) return S_FALSE;
+  Surface between = from;
+  if (to.height < from.height)
+    between.height = to.height;
+  else
+    between.width = to.width;
+  if (!OneAxisShape(from, between) || !OneAxisShape(between, to)) return S_FALSE;
+  const std::size_t stride = Picture::StrideFor(between.RowBytes());
+  PoolBuffer buffer(stride * between.height);
+  if (!buffer) return E_FAIL;
+  between.first = buffer.data();
+  between.stride = static_cast<std::ptrdiff_t>(stride);
+  if (HRESULT hr = ResampleOneAxis(from, between, path); Failed(hr)) return hr;
+  return ResampleOneAxis(between, to, path);
+}
+
+namespace {
+
 // Resamples `from` into `to` (same depth): an exact copy at the same size; one side kept, the
-// one-axis resampler; an empty `from` gives black; anything else the general resampler.
+// one-axis resampler; both changed, two one-axis passes; an empty `from` gives black; anything
+// else (a shrink by more than 256) the general resampler.
 HRESULT ResizeSurface(const Surface& from, const Surface& to) {
   if (to.Empty()) return S_OK;
   if (from.Empty()) {
@@ -56,6 +82,7 @@ HRESULT ResizeSurface(const Surface& from, const Surface& to) {
     return S_OK;
   }
   if (OneAxisShape(from, to)) return ResampleOneAxis(from, to, FastestResamplePath());
+  if (HRESULT hr = ResampleTwoAxes(from, to, FastestResamplePath()); hr != S_FALSE) return hr;
   return ResampleGeneral(from, to);
 }
 

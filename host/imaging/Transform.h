@@ -3,6 +3,7 @@
 
 #include "host/common/HostObject.h"
 #include "host/imaging/Pixels.h"
+#include "host/imaging/Resample.h"
 #include "sdk/Geometry.h"
 
 namespace host::imaging {
@@ -36,5 +37,9 @@ class PictureTransform final : public HostObject<PictureTransform, ICIFTransform
 // The resampler for any change of size (OpenCV's): a destination `to` of the source's depth,
 // `from` of either stride, `to` with rows ascending. Resize takes it when both sides change.
 HRESULT ResampleGeneral(const Surface& from, const Surface& to);
+
+// Both sides changed: a pass along each axis with the one-axis resampler on `path`, the pass that
+// lessens the rows first. S_FALSE when either pass shrinks by more than 256 (nothing written).
+HRESULT ResampleTwoAxes(const Surface& from, const Surface& to, ResamplePath path);
 
 }  // namespace host::imaging

@@ -243,6 +243,59 @@ TEST_F(ImagingResize, OnePixelStripesSqueezeToAnEvenGrey) {
   }
 }
 
+// Catches: a two-axis resize that is not the area average (or interpolation) along each axis:
+// the passes' intermediate size or order wrong, a pass run on the wrong axis, a vector path
+// differing from the portable one; and one-pixel stripes squeezed to 0.6 both ways beating into
+// bands, as the general resampler's bilinear step does.
+TEST_F(ImagingResize, TwoAxesAreTheOneAxisPassesInTurn) {
+  for (int bits : {24, 32}) {
+    const Rows from = Random(23, 17, bits, 11);
+    const int channels = bits / 8;
+    for (auto [w, h] : {std::pair{13u, 9u}, {40u, 30u}, {7u, 29u}, {31u, 5u}, {1u, 1u}}) {
+      Rows to(w, h, bits);
+      ASSERT_EQ(host::imaging::ResampleTwoAxes(from.surface, to.surface, ResamplePath::kPlain),
+                S_OK);
+      double worst = 0;
+      for (int c = 0; c < channels; ++c) {
+        // Each source row resampled across, then each resulting column down, in doubles.
+        std::vector<std::vector<double>> across(17, std::vector<double>(w));
+        for (unsigned y = 0; y < 17; ++y) {
+          std::vector<double> line(23);
+          for (unsigned x = 0; x < 23; ++x) line[x] = from.surface.At(x, y)[c];
+          for (unsigned i = 0; i < w; ++i) across[y][i] = Ideal(line, w, i);
+        }
+        for (unsigned x = 0; x < w; ++x) {
+          std::vector<double> column(17);
+          for (unsigned y = 0; y < 17; ++y) column[y] = across[y][x];
+          for (unsigned j = 0; j < h; ++j)
+            worst = std::max(worst, std::abs(to.At(x, j, c) - Ideal(column, h, j)));
+        }
+      }
+      // Two roundings of at most half a level each.
+      EXPECT_LT(worst, 1.1) << bits << " bits -> " << w << "x" << h;
+      for (ResamplePath path : VectorPaths()) {
+        Rows vector(w, h, bits);
+        ASSERT_EQ(host::imaging::ResampleTwoAxes(from.surface, vector.surface, path), S_OK);
+        EXPECT_EQ(vector.Pixels(), to.Pixels()) << "path " << static_cast<int>(path);
+      }
+    }
+  }
+  Rows board(300, 200, 24);
+  for (unsigned y = 0; y < 200; ++y)
+    for (unsigned x = 0; x < 300; ++x)
+      for (int c = 0; c < 3; ++c) board.At(x, y, c) = x % 2 ? 255 : 0;
+  Rows squeezed(180, 120, 24);
+  ASSERT_EQ(host::imaging::ResampleTwoAxes(board.surface, squeezed.surface,
+                                           host::imaging::FastestResamplePath()),
+            S_OK);
+  EXPECT_LT(WorstLocalMean(squeezed.Pixels(), 180, 3, 8), 8);
+  EXPECT_GT(WorstLocalMean(General(board.surface, 180, 120), 180, 3, 8), 15);
+  // Shrinking by more than 256 along an axis is left to the general resampler.
+  Rows tiny(1, 1, 24);
+  EXPECT_EQ(host::imaging::ResampleTwoAxes(board.surface, tiny.surface, ResamplePath::kPlain),
+            S_FALSE);
+}
+
 // Catches: Resize not taking the one-axis resampler (or giving other bytes than it), a
 // same-size resize that is not an exact copy, a bottom-up source read the wrong way up on any
 // path.

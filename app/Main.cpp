@@ -7,6 +7,8 @@
 
 #include "app/Commands.h"
 #include "app/Errors.h"
+#include "app/Interrupt.h"
+#include "app/Text.h"
 
 #ifndef KELO_VERSION
 #define KELO_VERSION "0.0.0"
@@ -43,6 +45,8 @@ void AddFitting(CLI::App* command, kelo::FitOptions& options, const std::string&
 int main(int argc, char** argv) {
   // A video encoder that stops early must not kill us: its pipe then reports EPIPE instead.
   signal(SIGPIPE, SIG_IGN);
+  // A file-size limit (ulimit -f) makes a write fail with a message instead of a core dump.
+  signal(SIGXFSZ, SIG_IGN);
 
   CLI::App app{
       "kelo renders picture transitions to files: single frames, videos (MP4, WebM), "
@@ -187,6 +191,8 @@ int main(int argc, char** argv) {
     return kelo::kExitUsage;
   }
 
+  // Every command but list stops cleanly on SIGINT and SIGTERM (list has nothing to clean up).
+  if (!*listCommand) kelo::InstallInterruptHandlers();
   try {
     if (*listCommand) return kelo::RunList(list);
     if (*frameCommand) return kelo::RunFrame(frame);
@@ -195,6 +201,12 @@ int main(int argc, char** argv) {
     if (*sheetCommand) return kelo::RunSheet(sheet);
     if (*demoCommand) return kelo::RunDemo(demo);
   } catch (const kelo::AppError& error) {
+    // A failure the interrupt caused (an encoder that stopped with it) is reported as the
+    // interrupt.
+    if (const int signal = kelo::InterruptSignal()) {
+      std::fprintf(stderr, "kelo: error: %s\n", kelo::InterruptMessage(signal));
+      return kelo::InterruptExitCode(signal);
+    }
     std::fprintf(stderr, "kelo: error: %s\n", error.what());
     return error.Code();
   } catch (const std::exception& error) {

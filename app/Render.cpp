@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "app/Errors.h"
+#include "app/Interrupt.h"
 #include "app/Text.h"
 
 namespace kelo {
@@ -48,6 +49,7 @@ void RenderTransition(IKeloTransition* effect, const std::string& name, ICIF* fr
                       long frames, bool ends, AsyncSink& sink) {
   if (ends) frames = std::max(frames, 2L);
   for (long i = 0; i < frames; ++i) {
+    ThrowIfInterrupted();
     const double progress = ends ? static_cast<double>(i) / static_cast<double>(frames - 1)
                                  : static_cast<double>(i + 1) / static_cast<double>(frames + 1);
     sink.Add(RenderFrame(effect, name, from, to, progress));
@@ -61,6 +63,7 @@ void RenderSlideshow(
   Prefetcher<ComPtr<ICIF>> pictures(plan.pictures, load);
   ComPtr<ICIF> current = plan.pictures > 0 ? pictures.Next() : ComPtr<ICIF>();
   for (std::size_t k = 0; k < plan.pictures; ++k) {
+    ThrowIfInterrupted();
     // A hold is one picture shown for several frames: the sink decides how to store that.
     sink.Add(current, static_cast<int>(plan.holdFrames));
     if (k + 1 == plan.pictures) break;

@@ -5,6 +5,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "app/Errors.h"
+#include "app/Interrupt.h"
 #include "app/PictureIO.h"
 #include "app/Render.h"
 #include "app/Text.h"
@@ -56,6 +57,7 @@ std::vector<std::string> RenderSheet(const Host& host, const std::vector<std::ws
 
   std::vector<std::string> failures;
   for (std::size_t row = 0; row < names.size(); ++row) {
+    ThrowIfInterrupted();
     const std::string name = kelo_text::Utf8FromWide(names[row]);
     const int top = header + static_cast<int>(row) * (cellHeight + kGap);
     Text(sheet, name, {kGap, top + cellHeight / 2 + 6}, 0.6, labelWidth - 2 * kGap);

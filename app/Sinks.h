@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "app/FramePattern.h"
 #include "app/Host.h"
 
 namespace kelo {
@@ -34,9 +35,6 @@ class FrameSink {
 // What kind of output a path asks for: a frame pattern such as "frames/%04d.png", or the
 // extension .webp, .gif, .mp4, .webm or .rgb. Throws a usage error for anything else.
 OutputKind OutputKindOf(const std::filesystem::path& output);
-bool IsFramePattern(const std::filesystem::path& output);
-// The file name of frame `index` of a frame pattern.
-std::filesystem::path FramePath(const std::filesystem::path& pattern, long index);
 
 // The ffmpeg program on PATH, or empty.
 std::string FindFfmpeg();

@@ -1,5 +1,7 @@
 // MP4 (H.264) and WebM (VP9): raw frames piped to the ffmpeg program, which writes the temporary
-// file; what it says goes to a log beside it, whose last line explains a failure.
+// file; what it says goes to a log beside it, whose last line explains a failure. ffmpeg runs in
+// a process group of its own, so that a Ctrl-C at the terminal reaches only kelo, which stops it
+// and removes what it wrote.
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
@@ -71,11 +73,16 @@ class FfmpegSink final : public FileSink {
     posix_spawn_file_actions_adddup2(&actions, read.Get(), 0);
     posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 2, log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    posix_spawnattr_setpgroup(&attributes, 0);
     std::vector<char*> argv;
     for (auto& arg : args) argv.push_back(arg.data());
     argv.push_back(nullptr);
     const int spawned =
-        posix_spawn(&child_, program.c_str(), &actions, nullptr, argv.data(), environ);
+        posix_spawn(&child_, program.c_str(), &actions, &attributes, argv.data(), environ);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (spawned != 0) {
       child_ = -1;

@@ -158,6 +158,8 @@ int RunRender(const RenderOptions& options) {
   Size size = fitting.size;
   const std::filesystem::path output = options.output;
   const long frames = std::max(2L, FrameCount(options.duration, options.fps));
+  CheckFrameCount(frames, options.fps, "--duration");
+  if (!size.Empty()) CheckOutputSize(output, size.width, size.height);
   ProbePicture(options.from);
   ProbePicture(options.to);
   CheckVideoOutput(output, {options.from, options.to}, frames);
@@ -201,8 +203,11 @@ int RunSlideshow(const SlideshowOptions& options) {
                      FrameCount(options.duration, options.fps)};
   if (plan.TotalFrames() == 0)
     throw AppError(kExitUsage,
-                   "--hold and --duration give no frames at " + Number(options.fps) + " fps");
+                   "--hold and --duration give no frames at " + ExactNumber(options.fps) + " fps");
+  CheckFrameCount(plan.TotalFrames(), options.fps,
+                  std::to_string(plan.pictures) + " pictures with --hold and --duration");
   const std::filesystem::path output = options.output;
+  if (!size.Empty()) CheckOutputSize(output, size.width, size.height);
   const Paths inputs(options.pictures.begin(), options.pictures.end());
   for (const auto& input : inputs) ProbePicture(input);
   CheckVideoOutput(output, inputs, plan.TotalFrames());
@@ -249,6 +254,7 @@ int RunSheet(const SheetOptions& options) {
     names.push_back(ResolveTransitionName(host, transition));
   if (names.empty()) names = host.TransitionNames();
   if (names.empty()) throw AppError(kExitFailure, "the host lists no transitions");
+  CheckSheetSize(cell, names.size());
   ComPtr<ICIF> from, to;
   if (inputs.empty()) {
     from = BuiltinPicture(host, 0, cell);

@@ -14,15 +14,24 @@ long FrameCount(double seconds, double fps) {
 }
 
 void CheckFps(double fps) {
-  if (!std::isfinite(fps) || fps <= 0 || fps > 240)
-    throw AppError(kExitUsage,
-                   "bad --fps " + Number(fps) + ": expected more than 0 and at most 240");
+  // Below 1 fps a held frame's time in a GIF or WebP grows without end (and at 1e-300 it
+  // overflows to nothing); above 240 no display shows the frames.
+  if (!std::isfinite(fps) || fps < kMinFps || fps > kMaxFps)
+    throw AppError(kExitUsage, "bad --fps " + ExactNumber(fps) + ": expected " + Number(kMinFps) +
+                                   " to " + Number(kMaxFps) + " frames per second");
 }
 
 void CheckSeconds(double seconds, const std::string& option, bool zeroAllowed) {
   if (!std::isfinite(seconds) || seconds < 0 || (!zeroAllowed && seconds == 0) || seconds > 3600)
-    throw AppError(kExitUsage, "bad " + option + " " + Number(seconds) + ": expected " +
+    throw AppError(kExitUsage, "bad " + option + " " + ExactNumber(seconds) + ": expected " +
                                    (zeroAllowed ? "0" : "more than 0") + " to 3600 seconds");
+}
+
+void CheckFrameCount(long frames, double fps, const std::string& options) {
+  if (frames > kMaxFrames)
+    throw AppError(kExitUsage, options + " give " + std::to_string(frames) + " frames at " +
+                                   ExactNumber(fps) + " fps: at most " +
+                                   std::to_string(kMaxFrames) + " frames are rendered");
 }
 
 ComPtr<ICIF> RenderFrame(IKeloTransition* effect, const std::string& name, ICIF* from, ICIF* to,

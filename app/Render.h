@@ -12,9 +12,15 @@ namespace kelo {
 // Number of frames for `seconds` at `fps` (rounded to the nearest frame).
 long FrameCount(double seconds, double fps);
 
-// Checks fps, durations and holds; throws usage errors naming the option.
+// The frame rates and the most frames a run may have (9 hours and more at 30 fps).
+inline constexpr double kMinFps = 1, kMaxFps = 240;
+inline constexpr long kMaxFrames = 1'000'000;
+
+// Checks fps, durations and holds, and a run's frame count; throws usage errors naming the
+// options.
 void CheckFps(double fps);
 void CheckSeconds(double seconds, const std::string& option, bool zeroAllowed);
+void CheckFrameCount(long frames, double fps, const std::string& options);
 
 // One frame of `effect` at `progress`: a new picture of to's size, or an AppError naming the
 // effect, the progress and the result code.

@@ -78,13 +78,29 @@ std::string RequireFfmpeg(const std::filesystem::path& output) {
   return program;
 }
 
+void CheckOutputSize(const std::filesystem::path& output, unsigned width, unsigned height) {
+  const OutputKind kind = OutputKindOf(output);
+  if (kind == OutputKind::kWebP && (width > kMaxWebPSide || height > kMaxWebPSide))
+    throw AppError(kExitUsage, "a WebP animation is at most " + std::to_string(kMaxWebPSide) +
+                                   " pixels a side, not " + std::to_string(width) + "x" +
+                                   std::to_string(height) + ": choose a smaller --size");
+}
+
 std::unique_ptr<FrameSink> MakeSink(const std::filesystem::path& output, VideoFormat format) {
+  CheckOutputSize(output, format.width, format.height);
   switch (OutputKindOf(output)) {
     case OutputKind::kPngFrames:
       return MakePngFramesSink(output, format);
     case OutputKind::kWebP:
       return MakeWebPSink(output, format);
     case OutputKind::kGif:
+      if (format.fps > kMaxGifFps) {
+        // Browsers play delays under 2 hundredths of a second as 10: frames above 50 fps are
+        // dropped by time before they reach the encoder, rather than played slowly.
+        VideoFormat capped = format;
+        capped.fps = kMaxGifFps;
+        return MakeFrameRateCap(MakeGifSink(output, capped), format.fps, kMaxGifFps);
+      }
       return MakeGifSink(output, format);
     case OutputKind::kRaw:
       return MakeRawSink(output, format);

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -49,21 +50,33 @@ std::vector<std::string> Arguments(const std::string& program, VideoFormat forma
                 {"-c:v", "libvpx-vp9", "-b:v", "0", "-crf", "32", "-deadline", "realtime",
                  "-cpu-used", "8", "-row-mt", "1", "-pix_fmt", "yuv420p", "-f", "webm"});
   } else {
-    // 4:2:0 needs even sides; odd-sized videos keep full colour resolution instead.
-    const bool even = format.width % 2 == 0 && format.height % 2 == 0;
+    // 4:2:0, which every player plays (sides made even by EncodedFormat).
     args.insert(args.end(), {"-c:v", "libx264", "-preset", "veryfast", "-crf", "20", "-pix_fmt",
-                             even ? "yuv420p" : "yuv444p", "-movflags", "+faststart", "-f", "mp4"});
+                             "yuv420p", "-movflags", "+faststart", "-f", "mp4"});
   }
   args.push_back(target.string());
   return args;
+}
+
+// The size ffmpeg is given. H.264 in 4:2:0 needs even sides (ffmpeg would fall back to 4:4:4,
+// which browsers and phones do not play): an odd side gets one more column or row, a copy of the
+// last. VP9 takes odd sides as they are.
+VideoFormat EncodedFormat(VideoFormat format, bool webm) {
+  if (!webm) {
+    format.width += format.width % 2;
+    format.height += format.height % 2;
+  }
+  return format;
 }
 
 class FfmpegSink final : public FileSink {
  public:
   FfmpegSink(std::filesystem::path output, VideoFormat format, bool webm,
              const std::string& program)
-      : FileSink(std::move(output), format), log_(TemporaryPathFor(output_)) {
-    auto args = Arguments(program, format, webm, Temporary());
+      : FileSink(std::move(output), format),
+        encoded_(EncodedFormat(format, webm)),
+        log_(TemporaryPathFor(output_)) {
+    auto args = Arguments(program, encoded_, webm, Temporary());
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0) throw AppError(kExitFailure, "cannot start ffmpeg: no pipe");
     const FileDescriptor read(ends[0]);
@@ -101,7 +114,8 @@ class FfmpegSink final : public FileSink {
   }
 
   void Add(ICIF* picture, int repeat) override {
-    WriteFrame(fd_.Get(), Frame(picture), repeat, [&](int error) {
+    const PixelView view = Frame(picture);
+    WriteFrame(fd_.Get(), Padded(view), repeat, [&](int error) {
       Wait();
       const std::string said = LastLine(log_);
       Fail("ffmpeg stopped (" + (said.empty() ? std::string(std::strerror(error)) : said) + ")");
@@ -118,6 +132,26 @@ class FfmpegSink final : public FileSink {
     }
   }
 
+  // The frame at the encoded size: itself, or a copy with the last column or row repeated.
+  PixelView Padded(const PixelView& view) {
+    if (encoded_.width == view.width && encoded_.height == view.height) return view;
+    const std::size_t row = static_cast<std::size_t>(encoded_.width) * 3;
+    padded_.resize(row * encoded_.height);
+    for (unsigned y = 0; y < encoded_.height; ++y) {
+      unsigned char* to = padded_.data() + y * row;
+      const unsigned char* from = view.Row(std::min(y, view.height - 1));
+      std::memcpy(to, from, view.RowBytes());
+      if (encoded_.width > view.width)
+        std::memcpy(to + view.RowBytes(), from + view.RowBytes() - 3, 3);
+    }
+    PixelView padded = view;
+    padded.width = encoded_.width;
+    padded.height = encoded_.height;
+    padded.first = padded_.data();
+    padded.stride = static_cast<int>(row);
+    return padded;
+  }
+
   int Wait() {
     int status = 0;
     if (child_ > 0) {
@@ -128,6 +162,8 @@ class FfmpegSink final : public FileSink {
     return status;
   }
 
+  VideoFormat encoded_;
+  std::vector<unsigned char> padded_;
   std::filesystem::path log_;
   pid_t child_ = -1;
   FileDescriptor fd_;

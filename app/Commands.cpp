@@ -127,7 +127,8 @@ int RunList(const ListOptions& options) {
 
 int RunFrame(const FrameOptions& options) {
   if (!std::isfinite(options.progress) || options.progress < 0 || options.progress > 1)
-    throw AppError(kExitUsage, "bad --progress " + Number(options.progress) + ": expected 0 to 1");
+    throw AppError(kExitUsage,
+                   "bad --progress " + ExactNumber(options.progress) + ": expected 0 to 1");
   const std::filesystem::path output = options.output;
   if (LowerExtension(output) != "png")
     throw AppError(kExitUsage, "the frame output '" + output.string() + "' must be a .png file");

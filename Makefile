@@ -7,6 +7,8 @@ DEBIAN_PACKAGES := cmake g++ make pkg-config clang-format clang libclang-rt-14-d
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev \
   libopencv-core-dev libopencv-imgproc-dev libpng-dev libjpeg62-turbo-dev \
   libwebp-dev libgif-dev libexpat1-dev ffmpeg
+# make valgrind
+DEBIAN_PACKAGES += valgrind
 
 ifeq ($(SANITIZE),1)
   BUILD := $(BUILD)-sanitize
@@ -40,8 +42,17 @@ build: deps configure
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j 1
 
-demo: build
+# Only the program and the modules it loads: no tests or benchmarks.
+demo: deps configure
+	cmake --build $(BUILD) -j $(JOBS) --target kelo
 	$(BUILD)/kelo demo
+
+# Memcheck over kelo: a frame and a short render of every transition (tests/valgrind.sh); any
+# memory error or definite leak fails, but the counter-cover factory's deliberate one.
+.PHONY: valgrind
+valgrind: deps configure
+	cmake --build $(BUILD) -j $(JOBS) --target kelo
+	tests/valgrind.sh $(BUILD)
 
 bench: build
 	$(BUILD)/kelo_bench --benchmark_min_time=0.2

@@ -110,11 +110,14 @@ OlderFrames FindOlderFrames(const std::filesystem::path& pattern, long frames) {
 std::string OlderFramesWarning(const std::filesystem::path& pattern, long frames) {
   const OlderFrames older = FindOlderFrames(pattern, frames);
   if (older.count == 0) return {};
-  return std::to_string(older.count) + " frame" + (older.count == 1 ? "" : "s") +
-         " of an earlier run follow this run's " + std::to_string(frames) + ": '" +
-         FramePath(pattern, older.first).string() + "'" +
-         (older.count == 1 ? "" : " to '" + FramePath(pattern, older.last).string() + "'") +
-         " (remove them, or they play after the new frames)";
+  const std::string first = FramePath(pattern, older.first).string();
+  if (older.count == 1)
+    return "1 frame of an earlier run follows this run's " + std::to_string(frames) + ": '" +
+           first + "' (remove it, or it plays after the new frames)";
+  return std::to_string(older.count) + " frames of an earlier run follow this run's " +
+         std::to_string(frames) + ": '" + first + "' to '" +
+         FramePath(pattern, older.last).string() +
+         "' (remove them, or they play after the new frames)";
 }
 
 }  // namespace kelo

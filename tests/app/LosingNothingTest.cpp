@@ -52,6 +52,7 @@ TEST_F(LosingNothingTest, InterruptedRunsRemoveWhatTheyMadeAndClearTheBar) {
                             {"render", "--from", "a.png", "--to", "b.png", "-d", "600", "--size",
                              "320x240", "-o", output},
                             true);
+    ASSERT_GT(child.pid, 0) << "no pseudo-terminal";
     // Under way: the bar is drawn and the run's hidden files are there (WebP writes its file
     // only at the end).
     EXPECT_TRUE(WaitUntil(child, 30s, [&] {

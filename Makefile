@@ -8,6 +8,8 @@ DEBIAN_PACKAGES := cmake g++ make pkg-config clang-format clang libclang-rt-14-d
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev \
   libopencv-core-dev libopencv-imgproc-dev libpng-dev libjpeg62-turbo-dev \
   libwebp-dev libgif-dev libgd-dev libexpat1-dev ffmpeg time jq
+# make valgrind
+DEBIAN_PACKAGES += valgrind
 
 ifeq ($(SANITIZE),1)
   BUILD := $(BUILD)-sanitize
@@ -41,8 +43,17 @@ build: deps configure
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j 1
 
-demo: build
+# Only the program and the modules it loads: no tests or benchmarks.
+demo: deps configure
+	cmake --build $(BUILD) -j $(JOBS) --target kelo
 	$(BUILD)/kelo demo
+
+# Memcheck over kelo: a frame and a short render of every transition (tests/valgrind.sh); any
+# memory error or definite leak fails, but the counter-cover factory's deliberate one.
+.PHONY: valgrind
+valgrind: deps configure
+	cmake --build $(BUILD) -j $(JOBS) --target kelo
+	tests/valgrind.sh $(BUILD)
 
 # Every benchmark (the program finds the modules from its own path, from any folder);
 # BENCH_ARGS adds options, e.g. BENCH_ARGS=--benchmark_filter=Dissolve.

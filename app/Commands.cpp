@@ -9,6 +9,7 @@
 #include "app/CommandSettings.h"
 #include "app/Errors.h"
 #include "app/Files.h"
+#include "app/Interrupt.h"
 #include "app/PictureIO.h"
 #include "app/Render.h"
 #include "app/Settings.h"
@@ -50,12 +51,7 @@ void CheckVideoOutput(const std::filesystem::path& output, const Paths& inputs, 
                                    "frames/%04d.png, or 'kelo frame' for one frame");
   if (kind == OutputKind::kMp4 || kind == OutputKind::kWebM) RequireFfmpeg(output);
   if (kind != OutputKind::kPngFrames) return CheckOutputPath(output, inputs);
-  CheckOutputPath(FramePath(output, 0), inputs);
-  for (long i = 1; i < frames; ++i)
-    for (const auto& input : inputs)
-      if (SameFile(FramePath(output, i), input))
-        throw AppError(kExitOutput, "the frame '" + FramePath(output, i).string() +
-                                        "' would overwrite the input '" + input.string() + "'");
+  CheckFramePaths(output, frames, inputs);
 }
 
 struct Fitting {
@@ -78,6 +74,16 @@ void PrintOutputs(const Paths& outputs) {
     return;
   }
   for (const auto& path : outputs) std::printf("%s\n", path.c_str());
+}
+
+// What a run wrote, on standard output; for a frame pattern, a warning first about frames of an
+// earlier, longer run that would play after the new ones.
+void ReportOutputs(const std::filesystem::path& output, const Paths& outputs) {
+  if (OutputKindOf(output) == OutputKind::kPngFrames) {
+    const std::string older = OlderFramesWarning(output, static_cast<long>(outputs.size()));
+    if (!older.empty()) std::fprintf(stderr, "kelo: warning: %s\n", older.c_str());
+  }
+  PrintOutputs(outputs);
 }
 
 }  // namespace
@@ -121,7 +127,8 @@ int RunList(const ListOptions& options) {
 
 int RunFrame(const FrameOptions& options) {
   if (!std::isfinite(options.progress) || options.progress < 0 || options.progress > 1)
-    throw AppError(kExitUsage, "bad --progress " + Number(options.progress) + ": expected 0 to 1");
+    throw AppError(kExitUsage,
+                   "bad --progress " + ExactNumber(options.progress) + ": expected 0 to 1");
   const std::filesystem::path output = options.output;
   if (LowerExtension(output) != "png")
     throw AppError(kExitUsage, "the frame output '" + output.string() + "' must be a .png file");
@@ -134,9 +141,11 @@ int RunFrame(const FrameOptions& options) {
   auto from = std::async(std::launch::async, [&] { return DecodePicture(host, options.from); });
   auto to = DecodePicture(host, options.to);
   auto fromPicture = from.get();
+  ThrowIfInterrupted();
   // The effect resamples `from` itself when the sizes differ.
   auto frame = RenderFrame(effect.Transition().Get(), effect.Name(), fromPicture.Get(), to.Get(),
                            options.progress);
+  ThrowIfInterrupted();
   SavePng(output, View(frame.Get()));
   SaveSettings(effect, options.settings);
   std::printf("%s\n", output.c_str());
@@ -150,6 +159,8 @@ int RunRender(const RenderOptions& options) {
   Size size = fitting.size;
   const std::filesystem::path output = options.output;
   const long frames = std::max(2L, FrameCount(options.duration, options.fps));
+  CheckFrameCount(frames, options.fps, "--duration");
+  if (!size.Empty()) CheckOutputSize(output, size.width, size.height);
   ProbePicture(options.from);
   ProbePicture(options.to);
   CheckVideoOutput(output, {options.from, options.to}, frames);
@@ -178,7 +189,7 @@ int RunRender(const RenderOptions& options) {
                    sink);
   sink.Finish();
   SaveSettings(effect, options.settings);
-  PrintOutputs(sink.Outputs());
+  ReportOutputs(output, sink.Outputs());
   return kExitOk;
 }
 
@@ -193,8 +204,11 @@ int RunSlideshow(const SlideshowOptions& options) {
                      FrameCount(options.duration, options.fps)};
   if (plan.TotalFrames() == 0)
     throw AppError(kExitUsage,
-                   "--hold and --duration give no frames at " + Number(options.fps) + " fps");
+                   "--hold and --duration give no frames at " + ExactNumber(options.fps) + " fps");
+  CheckFrameCount(plan.TotalFrames(), options.fps,
+                  std::to_string(plan.pictures) + " pictures with --hold and --duration");
   const std::filesystem::path output = options.output;
+  if (!size.Empty()) CheckOutputSize(output, size.width, size.height);
   const Paths inputs(options.pictures.begin(), options.pictures.end());
   for (const auto& input : inputs) ProbePicture(input);
   CheckVideoOutput(output, inputs, plan.TotalFrames());
@@ -219,7 +233,7 @@ int RunSlideshow(const SlideshowOptions& options) {
       sink);
   sink.Finish();
   SaveSettings(effect, options.settings);
-  PrintOutputs(sink.Outputs());
+  ReportOutputs(output, sink.Outputs());
   return kExitOk;
 }
 
@@ -241,6 +255,7 @@ int RunSheet(const SheetOptions& options) {
     names.push_back(ResolveTransitionName(host, transition));
   if (names.empty()) names = host.TransitionNames();
   if (names.empty()) throw AppError(kExitFailure, "the host lists no transitions");
+  CheckSheetSize(cell, names.size());
   ComPtr<ICIF> from, to;
   if (inputs.empty()) {
     from = BuiltinPicture(host, 0, cell);
@@ -258,15 +273,18 @@ int RunSheet(const SheetOptions& options) {
 
 int RunDemo(const DemoOptions& options) {
   const std::filesystem::path folder = options.folder;
-  std::error_code error;
-  std::filesystem::create_directories(folder / "dissolve", error);
-  if (error)
-    throw AppError(kExitOutput,
-                   "cannot make the folder '" + folder.string() + "': " + error.message());
-
-  Host host;
   const Size size{480, 270};
   const double fps = 25;
+  const auto dissolveFrames = folder / "dissolve" / "%02d.png";
+  const long dissolveCount = 11;
+  CheckOutputFolder(folder);
+  // Removed again if the demo fails before writing anything into it.
+  MadeFolders made(folder);
+  for (const char* name : {"slideshow.webp", "slideshow.mp4", "sheet.png"})
+    CheckOutputPath(folder / name, {});
+  CheckFramePaths(dissolveFrames, dissolveCount, {});
+
+  Host host;
   // Every transition that works on a small trial, the random one last.
   std::vector<std::wstring> names, random;
   {
@@ -324,12 +342,13 @@ int RunDemo(const DemoOptions& options) {
   const std::wstring dissolve = L"DissolveTransition";
   if (auto effect = host.CreateTransition(dissolve)) {
     auto from = BuiltinPicture(host, 0, size), to = BuiltinPicture(host, 1, size);
-    AsyncSink sink(MakeSink(folder / "dissolve" / "%02d.png", {size.width, size.height, fps}),
-                   nullptr);
-    RenderTransition(effect.Get(), Utf8FromWide(dissolve), from.Get(), to.Get(), 11, true, sink);
+    AsyncSink sink(MakeSink(dissolveFrames, {size.width, size.height, fps}), nullptr);
+    RenderTransition(effect.Get(), Utf8FromWide(dissolve), from.Get(), to.Get(), dissolveCount,
+                     true, sink);
     sink.Finish();
     for (auto& path : sink.Outputs()) written.push_back(path);
   }
+  made.Keep();
   for (const auto& path : written) std::printf("%s\n", path.c_str());
   return kExitOk;
 }

@@ -12,6 +12,8 @@ enum ExitCode : int {
   kExitUsage = 2,    // bad options or values, unknown transitions or settings
   kExitInput = 3,    // a picture that is missing or cannot be decoded
   kExitOutput = 4,   // an output that cannot be written (or would overwrite an input)
+  // Stopped by a signal: 128 + its number (130 SIGINT, 143 SIGTERM), as shells report.
+  kExitSignalBase = 128,
 };
 
 class AppError : public std::runtime_error {

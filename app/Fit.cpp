@@ -88,6 +88,19 @@ void FillPicture(const PixelView& view, Rgb colour) {
   for (unsigned y = 1; y < view.height; ++y) std::memcpy(view.Row(y), first, view.RowBytes());
 }
 
+namespace {
+
+// A copy of the region of `picture` at (left, top) of `size`.
+ComPtr<ICIF> CopyRegion(const Host& host, ICIF* picture, unsigned left, unsigned top, Size size) {
+  auto out = host.NewPicture(size.width, size.height);
+  const PixelView target = View(out.Get()), source = View(picture);
+  for (unsigned y = 0; y < size.height; ++y)
+    std::memcpy(target.Row(y), source.Row(top + y) + left * 3, target.RowBytes());
+  return out;
+}
+
+}  // namespace
+
 ComPtr<ICIF> FitPicture(const Host& host, ICIF* picture, Size size, FitMode mode, Rgb background) {
   const Size from = PictureSize(picture);
   if (from == size) return ComPtr<ICIF>::Share(picture);
@@ -95,31 +108,36 @@ ComPtr<ICIF> FitPicture(const Host& host, ICIF* picture, Size size, FitMode mode
 
   const double scaleX = static_cast<double>(size.width) / from.width;
   const double scaleY = static_cast<double>(size.height) / from.height;
-  const double scale =
-      mode == FitMode::kContain ? std::min(scaleX, scaleY) : std::max(scaleX, scaleY);
+  if (mode == FitMode::kCover) {
+    // The middle part the output shows is cut out first and only it is scaled: scaled whole, a
+    // thin picture covering a large output would grow far past the output's own size.
+    const double scale = std::max(scaleX, scaleY);
+    auto part = [&](unsigned side, unsigned source) {
+      return std::clamp(static_cast<unsigned>(std::lround(side / scale)), 1u, source);
+    };
+    const Size crop{part(size.width, from.width), part(size.height, from.height)};
+    auto middle = crop == from ? ComPtr<ICIF>::Share(picture)
+                               : CopyRegion(host, picture, (from.width - crop.width) / 2,
+                                            (from.height - crop.height) / 2, crop);
+    return crop == size ? middle : host.Resize(middle.Get(), size.width, size.height);
+  }
+
+  // Contain: the whole picture scaled to fit, never past the output, on bars of the background.
+  const double scale = std::min(scaleX, scaleY);
   auto scaled = [&](unsigned side, unsigned limit) {
-    const auto value = static_cast<unsigned>(std::lround(side * scale));
-    // Contain never exceeds the output, cover never falls short of it.
-    return mode == FitMode::kContain ? std::clamp(value, 1u, limit) : std::max(value, limit);
+    return std::clamp(static_cast<unsigned>(std::lround(side * scale)), 1u, limit);
   };
   const Size inner{scaled(from.width, size.width), scaled(from.height, size.height)};
   auto resized = inner == from ? ComPtr<ICIF>::Share(picture)
                                : host.Resize(picture, inner.width, inner.height);
   if (inner == size) return resized;
-
   auto out = host.NewPicture(size.width, size.height);
   const PixelView target = View(out.Get());
   const PixelView source = View(resized.Get());
-  if (mode == FitMode::kContain) {
-    FillPicture(target, background);
-    const unsigned left = (size.width - inner.width) / 2, top = (size.height - inner.height) / 2;
-    for (unsigned y = 0; y < inner.height; ++y)
-      std::memcpy(target.Row(top + y) + left * 3, source.Row(y), source.RowBytes());
-  } else {
-    const unsigned left = (inner.width - size.width) / 2, top = (inner.height - size.height) / 2;
-    for (unsigned y = 0; y < size.height; ++y)
-      std::memcpy(target.Row(y), source.Row(top + y) + left * 3, target.RowBytes());
-  }
+  FillPicture(target, background);
+  const unsigned left = (size.width - inner.width) / 2, top = (size.height - inner.height) / 2;
+  for (unsigned y = 0; y < inner.height; ++y)
+    std::memcpy(target.Row(top + y) + left * 3, source.Row(y), source.RowBytes());
   return out;
 }
 

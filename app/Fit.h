@@ -31,7 +31,7 @@ Size PictureSize(ICIF* picture);
 
 // `picture` (24-bit RGB) brought to `size`: unchanged when it already has that size; otherwise
 // resampled by the host, keeping its proportions for contain (bars of `background`) and cover
-// (the middle is kept, the overhang cut off).
+// (the middle is cut out, then scaled: no picture larger than the input or the output is made).
 ComPtr<ICIF> FitPicture(const Host& host, ICIF* picture, Size size, FitMode mode, Rgb background);
 
 // Every pixel of a 24-bit picture set to one colour.

@@ -7,6 +7,8 @@
 
 #include "app/Commands.h"
 #include "app/Errors.h"
+#include "app/Interrupt.h"
+#include "app/Text.h"
 
 #ifndef KELO_VERSION
 #define KELO_VERSION "0.0.0"
@@ -18,9 +20,23 @@ void AddQuiet(CLI::App* command, bool& quiet) {
   command->add_flag("-q,--quiet", quiet, "No progress bar");
 }
 
+// A repeatable option that takes one value each time it is given, so that the words after it
+// stay the command's own (pictures of a slideshow, say).
+CLI::Option* OneValueEach(CLI::Option* option) {
+  return option->expected(1)->allow_extra_args(false)->multi_option_policy(
+      CLI::MultiOptionPolicy::TakeAll);
+}
+
+// Refuses an empty value, which CLI11 would read as the number 0.
+const CLI::Validator kNumber(
+    [](std::string& text) {
+      return text.empty() ? std::string("expected a number, not an empty value") : std::string();
+    },
+    "");
+
 // --set, --settings and --save-settings of a command that makes a transition.
 void AddSettings(CLI::App* command, kelo::SettingsOptions& options, const std::string& setHelp) {
-  command->add_option("--set", options.assignments, setHelp);
+  OneValueEach(command->add_option("--set", options.assignments, setHelp));
   command->add_option("--settings", options.loadFile,
                       "Load the transition's settings from an XML file (before --set)");
   command->add_option("--save-settings", options.saveFile,
@@ -38,11 +54,36 @@ void AddFitting(CLI::App* command, kelo::FitOptions& options, const std::string&
       ->capture_default_str();
 }
 
+// The command a failed parse was in, for pointing at its own --help: the first word that names
+// one ("" when there is none).
+std::string CommandOf(const CLI::App& app, int argc, char** argv) {
+  for (int i = 1; i < argc; ++i)
+    for (const auto* command : app.get_subcommands({}))
+      if (command->get_name() == argv[i]) return command->get_name();
+  return {};
+}
+
+// Why no command ran: none was given, or the first word names none.
+std::string NoCommand(const CLI::App& app, int argc, char** argv) {
+  std::vector<std::string> names;
+  for (const auto* command : app.get_subcommands({})) names.push_back(command->get_name());
+  for (int i = 1; i < argc; ++i) {
+    if (argv[i][0] == '-') continue;
+    std::string message = "unknown command '" + std::string(argv[i]) + "'";
+    const auto nearest = kelo::NearestNames(argv[i], names, 1);
+    if (!nearest.empty()) message += "; did you mean " + nearest.front() + "?";
+    return message;
+  }
+  return "no command given: use " + kelo::JoinAlternatives(names);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   // A video encoder that stops early must not kill us: its pipe then reports EPIPE instead.
   signal(SIGPIPE, SIG_IGN);
+  // A file-size limit (ulimit -f) makes a write fail with a message instead of a core dump.
+  signal(SIGXFSZ, SIG_IGN);
 
   CLI::App app{
       "kelo renders picture transitions to files: single frames, videos (MP4, WebM), "
@@ -75,6 +116,7 @@ int main(int argc, char** argv) {
   frameCommand->add_option("-t,--transition", frame.transition, "Transition name (see 'kelo list')")
       ->capture_default_str();
   frameCommand->add_option("-p,--progress", frame.progress, "0 shows --from, 1 shows --to")
+      ->check(kNumber)
       ->capture_default_str();
   AddSettings(frameCommand, frame.settings, "A setting NAME=VALUE (by name or id; repeatable)");
   frameCommand->add_option("-o,--output", frame.output, "The PNG file to write")->required();
@@ -98,8 +140,12 @@ int main(int argc, char** argv) {
       ->add_option("-t,--transition", render.transition, "Transition name (see 'kelo list')")
       ->capture_default_str();
   AddSettings(renderCommand, render.settings, "A setting NAME=VALUE (by name or id; repeatable)");
-  renderCommand->add_option("-d,--duration", render.duration, "Seconds")->capture_default_str();
-  renderCommand->add_option("--fps", render.fps, "Frames per second")->capture_default_str();
+  renderCommand->add_option("-d,--duration", render.duration, "Seconds")
+      ->check(kNumber)
+      ->capture_default_str();
+  renderCommand->add_option("--fps", render.fps, "Frames per second (1 to 240)")
+      ->check(kNumber)
+      ->capture_default_str();
   AddFitting(renderCommand, render.fitting, "Output size WxH (default: the size of --to)",
              "How pictures fill --size: contain, cover or stretch");
   renderCommand
@@ -125,10 +171,14 @@ int main(int argc, char** argv) {
                    "show.mp4, show.webm, show.webp, show.gif, show.rgb or frames/%04d.png")
       ->required();
   slideshowCommand->add_option("--hold", slideshow.hold, "Seconds each picture is shown")
+      ->check(kNumber)
       ->capture_default_str();
   slideshowCommand->add_option("-d,--duration", slideshow.duration, "Seconds of each transition")
+      ->check(kNumber)
       ->capture_default_str();
-  slideshowCommand->add_option("--fps", slideshow.fps, "Frames per second")->capture_default_str();
+  slideshowCommand->add_option("--fps", slideshow.fps, "Frames per second (1 to 240)")
+      ->check(kNumber)
+      ->capture_default_str();
   slideshowCommand
       ->add_option("-t,--transition", slideshow.transition,
                    "Transition name; RandomTransition picks anew each time")
@@ -154,8 +204,8 @@ int main(int argc, char** argv) {
                            "The picture being left (default: a built-in picture)");
   sheetCommand->add_option("--to", sheet.to,
                            "The picture being entered (default: a built-in picture)");
-  sheetCommand->add_option("-t,--transition", sheet.transitions,
-                           "Only these transitions (repeatable; default: all)");
+  OneValueEach(sheetCommand->add_option("-t,--transition", sheet.transitions,
+                                        "Only this transition (repeatable; default: all)"));
   sheetCommand->add_option("--cell", sheet.cell, "Size of each picture on the sheet, WxH")
       ->capture_default_str();
   AddQuiet(sheetCommand, sheet.quiet);
@@ -183,10 +233,17 @@ int main(int argc, char** argv) {
   } catch (const CLI::CallForVersion& version) {
     return app.exit(version);
   } catch (const CLI::ParseError& error) {
-    std::fprintf(stderr, "kelo: error: %s (see 'kelo --help')\n", error.what());
+    const std::string command = CommandOf(app, argc, argv);
+    const std::string message = command.empty() && app.get_subcommands().empty()
+                                    ? NoCommand(app, argc, argv)
+                                    : std::string(error.what());
+    std::fprintf(stderr, "kelo: error: %s (see 'kelo %s%s--help')\n", message.c_str(),
+                 command.c_str(), command.empty() ? "" : " ");
     return kelo::kExitUsage;
   }
 
+  // Every command but list stops cleanly on SIGINT and SIGTERM (list has nothing to clean up).
+  if (!*listCommand) kelo::InstallInterruptHandlers();
   try {
     if (*listCommand) return kelo::RunList(list);
     if (*frameCommand) return kelo::RunFrame(frame);
@@ -195,6 +252,12 @@ int main(int argc, char** argv) {
     if (*sheetCommand) return kelo::RunSheet(sheet);
     if (*demoCommand) return kelo::RunDemo(demo);
   } catch (const kelo::AppError& error) {
+    // A failure the interrupt caused (an encoder that stopped with it) is reported as the
+    // interrupt.
+    if (const int signal = kelo::InterruptSignal()) {
+      std::fprintf(stderr, "kelo: error: %s\n", kelo::InterruptMessage(signal));
+      return kelo::InterruptExitCode(signal);
+    }
     std::fprintf(stderr, "kelo: error: %s\n", error.what());
     return error.Code();
   } catch (const std::exception& error) {

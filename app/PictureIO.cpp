@@ -36,12 +36,14 @@ struct PngWriter {
   png_infop info = nullptr;
   File file;
   char message[200] = "";
+  int error = 0;  // errno when libpng failed
   ~PngWriter() { png_destroy_write_struct(&png, &info); }
 };
 
 void PngFail(png_structp png, png_const_charp message) {
   auto* writer = static_cast<PngWriter*>(png_get_error_ptr(png));
   std::snprintf(writer->message, sizeof writer->message, "%s", message);
+  writer->error = errno;
   png_longjmp(png, 1);
 }
 void PngWarn(png_structp, png_const_charp) {}
@@ -142,37 +144,44 @@ ComPtr<ICIF> DecodePictureBytes(const Host& host, std::span<const std::uint8_t> 
   return Decode(host, name, std::move(file), options);
 }
 
-void SavePng(const std::filesystem::path& path, const PixelView& view, int level) {
+void WritePngFile(const std::filesystem::path& file, const std::string& name, const PixelView& view,
+                  int level) {
   if (view.bitsPerPixel != 24 && view.bitsPerPixel != 32)
     throw AppError(kExitFailure,
                    "cannot write a " + std::to_string(view.bitsPerPixel) + "-bit picture as PNG");
-  TemporaryFile output(path);
-  {
-    auto writer = std::make_unique<PngWriter>();
-    writer->file.reset(std::fopen(output.Path().c_str(), "wb"));
-    if (!writer->file)
-      throw AppError(kExitOutput, "cannot write '" + path.string() + "': " + std::strerror(errno));
-    writer->png = png_create_write_struct(PNG_LIBPNG_VER_STRING, writer.get(), PngFail, PngWarn);
-    if (writer->png == nullptr) throw AppError(kExitFailure, "libpng could not start");
-    writer->info = png_create_info_struct(writer->png);
-    if (setjmp(png_jmpbuf(writer->png)))
-      throw AppError(kExitOutput, "cannot write '" + path.string() + "': " + writer->message);
-    png_init_io(writer->png, writer->file.get());
-    png_set_compression_level(writer->png, level);
-    png_set_IHDR(writer->png, writer->info, view.width, view.height, 8,
-                 view.bitsPerPixel == 32 ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB,
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_write_info(writer->png, writer->info);
-    for (unsigned y = 0; y < view.height; ++y) png_write_row(writer->png, view.Row(y));
-    png_write_end(writer->png, writer->info);
-    std::FILE* file = writer->file.release();
-    if (std::fflush(file) != 0 || std::ferror(file) != 0) {
-      std::fclose(file);
-      throw AppError(kExitOutput, "cannot write '" + path.string() + "': " + std::strerror(errno));
-    }
-    if (std::fclose(file) != 0)
-      throw AppError(kExitOutput, "cannot write '" + path.string() + "': " + std::strerror(errno));
+  auto fail = [&](const std::string& why) {
+    throw AppError(kExitOutput, "cannot write '" + name + "': " + why);
+  };
+  auto writer = std::make_unique<PngWriter>();
+  writer->file.reset(std::fopen(file.c_str(), "wb"));
+  if (!writer->file) fail(std::strerror(errno));
+  writer->png = png_create_write_struct(PNG_LIBPNG_VER_STRING, writer.get(), PngFail, PngWarn);
+  if (writer->png == nullptr) throw AppError(kExitFailure, "libpng could not start");
+  writer->info = png_create_info_struct(writer->png);
+  // libpng says only "Write Error" when the file cannot take the data: the system says why.
+  errno = 0;
+  if (setjmp(png_jmpbuf(writer->png)))
+    fail(writer->error != 0 ? std::strerror(writer->error) : writer->message);
+  png_init_io(writer->png, writer->file.get());
+  png_set_compression_level(writer->png, level);
+  png_set_IHDR(writer->png, writer->info, view.width, view.height, 8,
+               view.bitsPerPixel == 32 ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB,
+               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_write_info(writer->png, writer->info);
+  for (unsigned y = 0; y < view.height; ++y) png_write_row(writer->png, view.Row(y));
+  png_write_end(writer->png, writer->info);
+  std::FILE* written = writer->file.release();
+  if (std::fflush(written) != 0 || std::ferror(written) != 0) {
+    const int error = errno;
+    std::fclose(written);
+    fail(std::strerror(error));
   }
+  if (std::fclose(written) != 0) fail(std::strerror(errno));
+}
+
+void SavePng(const std::filesystem::path& path, const PixelView& view, int level) {
+  TemporaryFile output(path);
+  WritePngFile(output.Path(), path.string(), view, level);
   output.Commit();
 }
 

@@ -46,5 +46,8 @@ int ExifOrientation(std::span<const std::uint8_t> app1);
 // Writes a 24-bit RGB (or 32-bit RGBA) picture as a PNG file: under a temporary name, renamed
 // when complete. `level` is the zlib compression level. Throws an output error.
 void SavePng(const std::filesystem::path& path, const PixelView& view, int level = 6);
+// Writes the PNG straight into `file` (no temporary), calling it `name` in errors.
+void WritePngFile(const std::filesystem::path& file, const std::string& name, const PixelView& view,
+                  int level = 6);
 
 }  // namespace kelo

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "app/Interrupt.h"
+
 namespace kelo {
 
 ProgressBar::ProgressBar(long total, bool enabled)
@@ -89,6 +91,8 @@ void AsyncSink::Finish() {
   changed_.notify_all();
   thread_.join();
   RethrowFailure();
+  // An interrupt that came while the last frames were encoded: the output is not put in place.
+  ThrowIfInterrupted();
   sink_->Finish();
   if (progress_ != nullptr) progress_->Close();
 }
@@ -105,6 +109,7 @@ void AsyncSink::Run() {
     lock.unlock();
     std::exception_ptr failed;
     try {
+      ThrowIfInterrupted();
       sink_->Add(frame, repeat);
       if (progress_ != nullptr) progress_->Advance(repeat);
     } catch (...) {

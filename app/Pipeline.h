@@ -37,8 +37,9 @@ class ProgressBar {
 };
 
 // Hands frames to a sink on an encoder thread. Add() takes the caller's reference to the frame
-// and only waits when the encoder is a few frames behind. Errors of the encoder surface in the
-// next Add() or in Finish(). Destroyed without Finish(), it stops and the sink discards its output.
+// and only waits when the encoder is a few frames behind. Errors of the encoder, and an interrupt
+// (the encoder stops at the next frame), surface in the next Add() or in Finish(). Destroyed
+// without Finish(), it stops and the sink discards its output.
 class AsyncSink {
  public:
   AsyncSink(std::unique_ptr<FrameSink> sink, ProgressBar* progress, std::size_t depth = 4);

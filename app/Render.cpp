@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "app/Errors.h"
+#include "app/Interrupt.h"
 #include "app/Text.h"
 
 namespace kelo {
@@ -13,15 +14,24 @@ long FrameCount(double seconds, double fps) {
 }
 
 void CheckFps(double fps) {
-  if (!std::isfinite(fps) || fps <= 0 || fps > 240)
-    throw AppError(kExitUsage,
-                   "bad --fps " + Number(fps) + ": expected more than 0 and at most 240");
+  // Below 1 fps a held frame's time in a GIF or WebP grows without end (and at 1e-300 it
+  // overflows to nothing); above 240 no display shows the frames.
+  if (!std::isfinite(fps) || fps < kMinFps || fps > kMaxFps)
+    throw AppError(kExitUsage, "bad --fps " + ExactNumber(fps) + ": expected " + Number(kMinFps) +
+                                   " to " + Number(kMaxFps) + " frames per second");
 }
 
 void CheckSeconds(double seconds, const std::string& option, bool zeroAllowed) {
   if (!std::isfinite(seconds) || seconds < 0 || (!zeroAllowed && seconds == 0) || seconds > 3600)
-    throw AppError(kExitUsage, "bad " + option + " " + Number(seconds) + ": expected " +
+    throw AppError(kExitUsage, "bad " + option + " " + ExactNumber(seconds) + ": expected " +
                                    (zeroAllowed ? "0" : "more than 0") + " to 3600 seconds");
+}
+
+void CheckFrameCount(long frames, double fps, const std::string& options) {
+  if (frames > kMaxFrames)
+    throw AppError(kExitUsage, options + " give " + std::to_string(frames) + " frames at " +
+                                   ExactNumber(fps) + " fps: at most " +
+                                   std::to_string(kMaxFrames) + " frames are rendered");
 }
 
 ComPtr<ICIF> RenderFrame(IKeloTransition* effect, const std::string& name, ICIF* from, ICIF* to,
@@ -48,6 +58,7 @@ void RenderTransition(IKeloTransition* effect, const std::string& name, ICIF* fr
                       long frames, bool ends, AsyncSink& sink) {
   if (ends) frames = std::max(frames, 2L);
   for (long i = 0; i < frames; ++i) {
+    ThrowIfInterrupted();
     const double progress = ends ? static_cast<double>(i) / static_cast<double>(frames - 1)
                                  : static_cast<double>(i + 1) / static_cast<double>(frames + 1);
     sink.Add(RenderFrame(effect, name, from, to, progress));
@@ -61,6 +72,7 @@ void RenderSlideshow(
   Prefetcher<ComPtr<ICIF>> pictures(plan.pictures, load);
   ComPtr<ICIF> current = plan.pictures > 0 ? pictures.Next() : ComPtr<ICIF>();
   for (std::size_t k = 0; k < plan.pictures; ++k) {
+    ThrowIfInterrupted();
     // A hold is one picture shown for several frames: the sink decides how to store that.
     sink.Add(current, static_cast<int>(plan.holdFrames));
     if (k + 1 == plan.pictures) break;

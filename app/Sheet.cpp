@@ -5,6 +5,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "app/Errors.h"
+#include "app/Interrupt.h"
 #include "app/PictureIO.h"
 #include "app/Render.h"
 #include "app/Text.h"
@@ -30,20 +31,38 @@ void Text(cv::Mat& sheet, const std::string& text, cv::Point origin, double scal
   cv::putText(sheet, text, origin, font, scale, cv::Scalar(235, 235, 235), 1, cv::LINE_AA);
 }
 
+// The sheet's layout: a label column, then a column per progress; a header row, then a row per
+// transition; gaps between.
+constexpr int kLabelWidth = 200, kHeader = 30;
+long long SheetWidth(Size cell) {
+  return std::max<long long>(kLabelWidth, cell.width) +
+         static_cast<long long>(std::size(kColumns)) * (cell.width + kGap) + kGap;
+}
+long long SheetHeight(Size cell, std::size_t rows) {
+  return kHeader + static_cast<long long>(rows) * (cell.height + kGap) + kGap;
+}
+
 }  // namespace
+
+void CheckSheetSize(Size cell, std::size_t rows) {
+  const long long width = SheetWidth(cell), height = SheetHeight(cell, rows);
+  if (width * height > kMaxSheetPixels)
+    throw AppError(kExitUsage, "the contact sheet would be " + std::to_string(width) + "x" +
+                                   std::to_string(height) + " pixels (at most " +
+                                   std::to_string(kMaxSheetPixels) +
+                                   " in all): use a smaller --cell or fewer transitions");
+}
 
 std::vector<std::string> RenderSheet(const Host& host, const std::vector<std::wstring>& names,
                                      ICIF* from, ICIF* to, const std::filesystem::path& output,
                                      ProgressBar* progress) {
-  const PixelView cell = View(to);
+  const Size cell = PictureSize(to);
+  CheckSheetSize(cell, names.size());
   const int cellWidth = static_cast<int>(cell.width), cellHeight = static_cast<int>(cell.height);
-  const int labelWidth = std::max(200, cellWidth);
-  const int header = 30;
-  const int width = labelWidth + static_cast<int>(std::size(kColumns)) * (cellWidth + kGap) + kGap;
-  const int height = header + static_cast<int>(names.size()) * (cellHeight + kGap) + kGap;
-  if (static_cast<long long>(width) * height > (1LL << 28))
-    throw AppError(kExitUsage, "the contact sheet would be " + std::to_string(width) + "x" +
-                                   std::to_string(height) + " pixels: use a smaller --cell");
+  const int labelWidth = std::max(kLabelWidth, cellWidth);
+  const int header = kHeader;
+  const int width = static_cast<int>(SheetWidth(cell));
+  const int height = static_cast<int>(SheetHeight(cell, names.size()));
   cv::Mat sheet(height, width, CV_8UC3, cv::Scalar(38, 38, 42));
   for (std::size_t c = 0; c < std::size(kColumns); ++c) {
     char title[16];
@@ -56,6 +75,7 @@ std::vector<std::string> RenderSheet(const Host& host, const std::vector<std::ws
 
   std::vector<std::string> failures;
   for (std::size_t row = 0; row < names.size(); ++row) {
+    ThrowIfInterrupted();
     const std::string name = kelo_text::Utf8FromWide(names[row]);
     const int top = header + static_cast<int>(row) * (cellHeight + kGap);
     Text(sheet, name, {kGap, top + cellHeight / 2 + 6}, 0.6, labelWidth - 2 * kGap);

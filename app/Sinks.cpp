@@ -36,46 +36,12 @@ class TeeSink : public FrameSink {
   std::vector<std::unique_ptr<FrameSink>> sinks_;
 };
 
-// The first printf-style integer conversion in `name` (%d, %04d or %5d: '%', an optional '0', an
-// optional digit, 'd'): where it starts and how long it is; npos when there is none.
-struct NumberField {
-  std::size_t at = std::string::npos, length = 0;
-};
-NumberField FindNumberField(const std::string& name) {
-  for (std::size_t at = name.find('%'); at != std::string::npos; at = name.find('%', at + 1)) {
-    std::size_t end = at + 1;
-    if (end < name.size() && name[end] == '0') ++end;
-    if (end < name.size() && name[end] >= '0' && name[end] <= '9') ++end;
-    if (end < name.size() && name[end] == 'd') return {at, end + 1 - at};
-  }
-  return {};
-}
-
 }  // namespace
-
-bool IsFramePattern(const std::filesystem::path& output) {
-  return output.filename().string().find('%') != std::string::npos;
-}
-
-std::filesystem::path FramePath(const std::filesystem::path& pattern, long index) {
-  const std::string name = pattern.filename().string();
-  const NumberField field = FindNumberField(name);
-  const std::string format = name.substr(field.at, field.length - 1) + "ld";
-  char number[32];
-  std::snprintf(number, sizeof number, format.c_str(), index);
-  return pattern.parent_path() /
-         (name.substr(0, field.at) + number + name.substr(field.at + field.length));
-}
 
 OutputKind OutputKindOf(const std::filesystem::path& output) {
   const std::string extension = LowerExtension(output);
   if (IsFramePattern(output)) {
-    const std::string name = output.filename().string();
-    const NumberField field = FindNumberField(name);
-    const bool one = field.at != std::string::npos &&
-                     name.find('%', field.at + field.length) == std::string::npos &&
-                     name.find('%') == field.at;
-    if (!one || extension != "png")
+    if (!HasOneNumberField(output) || extension != "png")
       throw AppError(kExitUsage,
                      "bad frame pattern '" + output.string() +
                          "': use one number field in a .png name, e.g. frames/%04d.png");
@@ -112,13 +78,29 @@ std::string RequireFfmpeg(const std::filesystem::path& output) {
   return program;
 }
 
+void CheckOutputSize(const std::filesystem::path& output, unsigned width, unsigned height) {
+  const OutputKind kind = OutputKindOf(output);
+  if (kind == OutputKind::kWebP && (width > kMaxWebPSide || height > kMaxWebPSide))
+    throw AppError(kExitUsage, "a WebP animation is at most " + std::to_string(kMaxWebPSide) +
+                                   " pixels a side, not " + std::to_string(width) + "x" +
+                                   std::to_string(height) + ": choose a smaller --size");
+}
+
 std::unique_ptr<FrameSink> MakeSink(const std::filesystem::path& output, VideoFormat format) {
+  CheckOutputSize(output, format.width, format.height);
   switch (OutputKindOf(output)) {
     case OutputKind::kPngFrames:
       return MakePngFramesSink(output, format);
     case OutputKind::kWebP:
       return MakeWebPSink(output, format);
     case OutputKind::kGif:
+      if (format.fps > kMaxGifFps) {
+        // Browsers play delays under 2 hundredths of a second as 10: frames above 50 fps are
+        // dropped by time before they reach the encoder, rather than played slowly.
+        VideoFormat capped = format;
+        capped.fps = kMaxGifFps;
+        return MakeFrameRateCap(MakeGifSink(output, capped), format.fps, kMaxGifFps);
+      }
       return MakeGifSink(output, format);
     case OutputKind::kRaw:
       return MakeRawSink(output, format);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "app/FramePattern.h"
 #include "app/Host.h"
 
 namespace kelo {
@@ -34,9 +35,13 @@ class FrameSink {
 // What kind of output a path asks for: a frame pattern such as "frames/%04d.png", or the
 // extension .webp, .gif, .mp4, .webm or .rgb. Throws a usage error for anything else.
 OutputKind OutputKindOf(const std::filesystem::path& output);
-bool IsFramePattern(const std::filesystem::path& output);
-// The file name of frame `index` of a frame pattern.
-std::filesystem::path FramePath(const std::filesystem::path& pattern, long index);
+
+// The largest WebP side (the format's own limit) and the highest GIF frame rate: GIF delays are
+// whole hundredths of a second, and browsers play those under 2 as 10.
+inline constexpr unsigned kMaxWebPSide = 16383;
+inline constexpr double kMaxGifFps = 50;
+// Throws a usage error when the output's format cannot hold frames of this size.
+void CheckOutputSize(const std::filesystem::path& output, unsigned width, unsigned height);
 
 // The ffmpeg program on PATH, or empty.
 std::string FindFfmpeg();
@@ -44,9 +49,15 @@ std::string FindFfmpeg();
 // what works without it.
 std::string RequireFfmpeg(const std::filesystem::path& output);
 
-// A sink for the output (the kind from OutputKindOf; kPng is not a video kind). Checks that
-// ffmpeg is there for MP4 and WebM.
+// A sink for the output (the kind from OutputKindOf; kPng is not a video kind). Checks the
+// size, and that ffmpeg is there for MP4 and WebM; a GIF above kMaxGifFps is capped to it.
 std::unique_ptr<FrameSink> MakeSink(const std::filesystem::path& output, VideoFormat format);
+
+// Passes frames arriving at `fps` on to `sink` at `cappedFps` (lower): each output frame shows the
+// frame that was showing when it starts, frames that fall between two are dropped, and the last
+// frame given is always the last one shown.
+std::unique_ptr<FrameSink> MakeFrameRateCap(std::unique_ptr<FrameSink> sink, double fps,
+                                            double cappedFps);
 
 // Forwards every frame to several sinks, in order.
 std::unique_ptr<FrameSink> MakeTeeSink(std::vector<std::unique_ptr<FrameSink>> sinks);

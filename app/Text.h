@@ -15,8 +15,11 @@ std::size_t EditDistance(std::string_view a, std::string_view b);
 std::vector<std::string> NearestNames(std::string_view wanted,
                                       const std::vector<std::string>& candidates,
                                       std::size_t limit = 3);
-// A number as people write it ("1.5", "30", "0.25").
+// A number as people write it ("1.5", "30", "0.25"; six significant digits).
 std::string Number(double value);
+// A number given on the command line, in full: the shortest text that reads back as the same
+// double ("1.0000001", "1e-300"), so a refusal never shows a value that would be accepted.
+std::string ExactNumber(double value);
 // "a, b or c" for a message.
 std::string JoinAlternatives(const std::vector<std::string>& names);
 

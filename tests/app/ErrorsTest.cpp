@@ -93,8 +93,6 @@ TEST_F(ErrorsTest, BadSettings) {
 TEST_F(ErrorsTest, BadOutputs) {
   ExpectFailure("frame --from a.png --to b.png -o nowhere/out.png", kOutput,
                 "the output folder 'nowhere' does not exist");
-  ExpectFailure("render --from a.png --to b.png -o nowhere/%04d.png", kOutput,
-                "the output folder 'nowhere' does not exist");
   ExpectFailure("frame --from a.png --to b.png -o b.png", kOutput,
                 "would overwrite the input 'b.png'");
   ExpectFailure("frame --from a.png --to b.png -o ./a.png", kOutput,
@@ -129,6 +127,24 @@ TEST_F(ErrorsTest, ExistingOutputIsReplacedWhole) {
   EXPECT_EQ(failed.code, kInput);
   EXPECT_EQ(MaxDifference(ReadPng(Path("out.png")), ReadPng(Path("b.png"))), 0);
   EXPECT_EQ(Files(), (std::vector<std::string>{"a.png", "b.png", "out.png"}));
+}
+
+// Catches: --set taking the pictures after it as more settings ("pictures is required"), -t of
+// the sheet likewise, an unknown command reported as "A subcommand is required", a parse error
+// pointing at the general help instead of the command's, a value shown rounded so that the
+// refusal names an accepted one, an empty number taken for 0.
+TEST_F(ErrorsTest, MessagesPointAtTheMistake) {
+  Succeeds("slideshow -t push --set Direction=Left a.png b.png --hold 0.1 -d 0.1 -o x.gif");
+  Succeeds("sheet -t push -t dissolve --cell 16x12 -o sheet.png");
+  ExpectFailure("bogus", kUsage, "unknown command 'bogus' (see 'kelo --help')");
+  ExpectFailure("rendr --from a.png", kUsage, "unknown command 'rendr'; did you mean render?");
+  ExpectFailure("", kUsage, "no command given: use list, frame, render, slideshow, sheet or demo");
+  ExpectFailure("frame --from a.png --to b.png -p 1.0000001 -o out.png", kUsage,
+                "bad --progress 1.0000001: expected 0 to 1");
+  ExpectFailure("frame --from a.png --to b.png -p '' -o out.png", kUsage,
+                "--progress: expected a number, not an empty value (see 'kelo frame --help')");
+  ExpectFailure("slideshow a.png --fps '' -o out.gif", kUsage, "(see 'kelo slideshow --help')");
+  ExpectFailure("sheet -t push dissolve -o sheet2.png", kUsage, "(see 'kelo sheet --help')");
 }
 
 }  // namespace

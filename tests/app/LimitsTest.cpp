@@ -148,8 +148,7 @@ TEST_F(LimitsTest, LimitsAreRefusedBeforeAnyWork) {
 // capped GIF of the wrong length or not ending on its target; odd-sized MP4 in 4:4:4, which
 // browsers and phones do not play.
 TEST_F(LimitsTest, FastGifsAndOddVideosPlayEverywhere) {
-  // Levels a GIF palette keeps exactly (giflib's quantizer keeps 5 bits), from black: the last
-  // frame is exactly the target, the one before it visibly darker.
+  // Two flat colours from black: the last frame is the target, the one before it visibly darker.
   const Image halves = MakeImage(48, 32, [](unsigned x, unsigned) {
     return x < 24 ? Rgb{248, 0, 0} : Rgb{0, 0, 248};
   });
@@ -168,7 +167,8 @@ TEST_F(LimitsTest, FastGifsAndOddVideosPlayEverywhere) {
     ASSERT_FALSE(delays.empty());
     EXPECT_GE(*std::min_element(delays.begin(), delays.end()), 2) << fps;
     EXPECT_NEAR(std::accumulate(delays.begin(), delays.end(), 0), 50, 2) << fps;
-    EXPECT_LE(MaxDifference(last, halves), 2) << fps;
+    // The dithering quantizer places its palette colours within a few levels of these.
+    EXPECT_LE(MaxDifference(last, halves), 6) << fps;
   }
   // Holds keep their time: 3 x 0.3 s and 2 x 0.2 s.
   Succeeds("slideshow a.png b.png a.png --hold 0.3 -d 0.2 --fps 120 -t dissolve -o show.gif");

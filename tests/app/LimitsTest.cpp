@@ -33,35 +33,8 @@ class LimitsTest : public ProgramTest {
 // The delay of each frame of a GIF, in hundredths of a second, and its last frame composed.
 std::vector<int> GifDelays(const std::filesystem::path& path, Image* last = nullptr) {
   std::vector<int> delays;
-  int error = 0;
-  GifFileType* gif = DGifOpenFileName(path.c_str(), &error);
-  if (gif == nullptr || DGifSlurp(gif) != GIF_OK) {
-    ADD_FAILURE() << "cannot read " << path;
-    if (gif != nullptr) DGifCloseFile(gif, &error);
-    return delays;
-  }
-  Image canvas{static_cast<unsigned>(gif->SWidth), static_cast<unsigned>(gif->SHeight), {}};
-  canvas.rgb.resize(static_cast<std::size_t>(canvas.width) * canvas.height * 3);
-  for (int i = 0; i < gif->ImageCount; ++i) {
-    GraphicsControlBlock control{};
-    DGifSavedExtensionToGCB(gif, i, &control);
-    delays.push_back(control.DelayTime);
-    const SavedImage& frame = gif->SavedImages[i];
-    const GifImageDesc& at = frame.ImageDesc;
-    const ColorMapObject* map = at.ColorMap != nullptr ? at.ColorMap : gif->SColorMap;
-    for (int y = 0; y < at.Height; ++y)
-      for (int x = 0; x < at.Width; ++x) {
-        const int index = frame.RasterBits[y * at.Width + x];
-        if (index == control.TransparentColor || map == nullptr || index >= map->ColorCount)
-          continue;
-        const GifColorType c = map->Colors[index];
-        std::uint8_t* to =
-            &canvas.rgb[(static_cast<std::size_t>(at.Top + y) * canvas.width + at.Left + x) * 3];
-        to[0] = c.Red, to[1] = c.Green, to[2] = c.Blue;
-      }
-  }
-  if (last != nullptr) *last = canvas;
-  DGifCloseFile(gif, &error);
+  const std::vector<Image> frames = ReadGifFrames(path, &delays);
+  if (last != nullptr && !frames.empty()) *last = frames.back();
   return delays;
 }
 

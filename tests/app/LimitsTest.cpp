@@ -38,16 +38,6 @@ std::vector<int> GifDelays(const std::filesystem::path& path, Image* last = null
   return delays;
 }
 
-std::string Capture(const std::string& command) {
-  std::string out;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[256];
-    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) out += buffer;
-    pclose(pipe);
-  }
-  return out;
-}
-
 // Catches: cover scaling the whole picture before cropping (a 1x30 picture covering 2048x2048
 // took 756 MiB; a 1x16384 one could not cover 1920x1080 at all, "cannot resize a picture to
 // 1920x31457280"), or the middle not kept.

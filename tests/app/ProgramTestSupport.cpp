@@ -16,8 +16,6 @@
 
 namespace apptest {
 
-namespace {
-
 std::string Capture(const std::string& command) {
   std::string out;
   if (FILE* pipe = popen(command.c_str(), "r")) {
@@ -27,8 +25,6 @@ std::string Capture(const std::string& command) {
   }
   return out;
 }
-
-}  // namespace
 
 std::string ReadFile(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);

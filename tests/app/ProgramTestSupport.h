@@ -65,6 +65,9 @@ void WriteJpeg(const std::filesystem::path& path, const Image& image, int orient
 void WriteRawPng(const std::filesystem::path& path, unsigned width, unsigned height, int bitDepth,
                  int colourType, const std::vector<std::uint8_t>& samples);
 
+// What a shell command writes to its standard output.
+std::string Capture(const std::string& command);
+
 std::string ReadFile(const std::filesystem::path& path);
 Image ReadPng(const std::filesystem::path& path);
 // Frames of an animated WebP, fully composed; `ends`, when given, receives the time each frame

@@ -21,11 +21,20 @@ std::string Escaped(std::string_view text) {
   std::string out;
   for (char c : text) {
     switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '"': out += "&quot;"; break;
-      default: out.push_back(c);
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out.push_back(c);
     }
   }
   return out;
@@ -54,14 +63,15 @@ std::string ParameterXml(const Parameter& parameter) {
         list += (list.empty() ? "" : ";") + text;
         shown += (shown.empty() ? "" : ",") + text;
       }
-      head += Attribute("type", "list") + Attribute("default", value) + Attribute("paramlist", list);
+      head +=
+          Attribute("type", "list") + Attribute("default", value) + Attribute("paramlist", list);
       body = "    <paramlistdisplay>" + Escaped(shown) + "</paramlistdisplay>\n";
       break;
     }
     case ParamMapping::kRanged:
       head += Attribute("type", "constant") +
-              Attribute("default", property.current ? ExactNumber(ToUnit(property, *property.current))
-                                                    : "0") +
+              Attribute("default",
+                        property.current ? ExactNumber(ToUnit(property, *property.current)) : "0") +
               Attribute("min", "0") + Attribute("max", "1") + Attribute("factor", "1") +
               Attribute("decimals", "3");
       break;
@@ -74,8 +84,8 @@ std::string ParameterXml(const Parameter& parameter) {
               Attribute("keywords", value) + Attribute("keywordsdisplay", value);
       break;
   }
-  return head + ">\n    <name>" + Escaped(parameter.name) + "</name>\n" + body +
-         "    <comment>" + Escaped(parameter.explanation) + "</comment>\n  </parameter>\n";
+  return head + ">\n    <name>" + Escaped(parameter.name) + "</name>\n" + body + "    <comment>" +
+         Escaped(parameter.explanation) + "</comment>\n  </parameter>\n";
 }
 
 std::string TransitionXml(const std::string& component, const std::vector<Parameter>& parameters) {

@@ -13,7 +13,8 @@ inline std::string ShortName(std::string_view component) {
   if (component.size() > kSuffix.size() && component.ends_with(kSuffix))
     component.remove_suffix(kSuffix.size());
   std::string name;
-  for (char c : component) name.push_back(c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c);
+  for (char c : component)
+    name.push_back(c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c);
   return name;
 }
 

@@ -30,8 +30,8 @@ std::string Explain(const Parameter& parameter) {
     case ParamMapping::kProgress:
       return "Progress of the transition: 0 shows the first clip, 1 the second (clamped to 0..1)";
     case ParamMapping::kChoice:
-      return "One of " + ChoiceList(property) + " (by name or by its number: " +
-             DescribeConstraint(property).substr(7) + ")";
+      return "One of " + ChoiceList(property) +
+             " (by name or by its number: " + DescribeConstraint(property).substr(7) + ")";
     case ParamMapping::kRanged:
       return "0..1 mapped linearly onto " + std::to_string(property.minimum) + ".." +
              std::to_string(property.maximum) + " (0 is " + std::to_string(property.minimum) +

@@ -34,10 +34,14 @@ extern "C" {
 
 // Cheap and repeatable: the host and the module are loaded when a first instance or the
 // parameters are asked for.
-int f0r_init() { return 1; }
+int f0r_init() {
+  return 1;
+}
 void f0r_deinit() {}
 
-void f0r_get_plugin_info(f0r_plugin_info_t* info) { KeloFrei0rPluginInfo(Component(), info); }
+void f0r_get_plugin_info(f0r_plugin_info_t* info) {
+  KeloFrei0rPluginInfo(Component(), info);
+}
 
 void f0r_get_param_info(f0r_param_info_t* info, int index) {
   KeloFrei0rParamInfo(Component(), info, index);
@@ -47,7 +51,9 @@ f0r_instance_t f0r_construct(unsigned int width, unsigned int height) {
   return KeloFrei0rConstruct(Component(), width, height);
 }
 
-void f0r_destruct(f0r_instance_t instance) { KeloFrei0rDestruct(instance); }
+void f0r_destruct(f0r_instance_t instance) {
+  KeloFrei0rDestruct(instance);
+}
 
 void f0r_set_param_value(f0r_instance_t instance, f0r_param_t param, int index) {
   KeloFrei0rSetParam(instance, param, index);

@@ -6,8 +6,10 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -49,7 +51,32 @@ struct Instance {
   double progress = 0;
   std::vector<std::string> given;     // the last value given per parameter, to skip repeats
   std::vector<std::string> readBack;  // the texts handed out by the string parameters
+  // The frames of the last update, to tell MLT's sliced calls (below).
+  const void* lastFrames[3] = {};
+  bool sliced = false;
 };
+
+// MLT's "threads=0" cuts a frame into bands and calls one instance, made at the band's size,
+// from several threads at once, each band looking like a whole frame. A transition drawn band by
+// band is wrong (each band would push or turn on its own), and the whole frame cannot be known
+// from a band, so such calls are recognised and refused: bands of one frame lie back to back in
+// the same three buffers, so all three frames of such a call sit a whole number of bands away
+// from those of another. Under ModuleLock.
+bool SlicedCall(Instance& instance, const void* from, const void* to, const void* out) {
+  const void* frames[3] = {from, to, out};
+  const auto band = static_cast<std::ptrdiff_t>(std::size_t{instance.width} * instance.height * 4);
+  const std::ptrdiff_t shift =
+      static_cast<const char*>(from) - static_cast<const char*>(instance.lastFrames[0]);
+  bool sameShift = instance.lastFrames[0] != nullptr && shift != 0 && shift % band == 0 &&
+                   shift / band >= -64 && shift / band <= 64;
+  for (int i = 1; i < 3 && sameShift; ++i)
+    sameShift =
+        static_cast<const char*>(frames[i]) - static_cast<const char*>(instance.lastFrames[i]) ==
+        shift;
+  std::copy(std::begin(frames), std::end(frames), std::begin(instance.lastFrames));
+  instance.sliced = instance.sliced || sameShift;
+  return instance.sliced;
+}
 
 // Lives as long as the process, like the host modules it loads: it is never destroyed, so no
 // effect is released after the module's own statics are gone at exit.
@@ -167,7 +194,7 @@ void Give(Runtime& runtime, Instance& instance, const Parameter& parameter, f0r_
       error = settings.Apply(property, *static_cast<const double*>(param) >= 0.5 ? 1L : 0L);
       break;
   }
-  if (error) runtime.Report(*instance.plugin, error->message);
+  if (error) runtime.Report(*instance.plugin, error->message + "; the setting stays as it was");
 }
 
 void CopyIn(const std::uint32_t* frame, const PixelView& picture) {
@@ -336,7 +363,8 @@ void KeloFrei0rGetParam(f0r_instance_t handle, f0r_param_t param, int index) try
       *static_cast<double*>(param) = ToUnit(parameter.property, *current);
       break;
     case ParamMapping::kBoolean:
-      *static_cast<double*>(param) = std::get_if<long>(&*current) && std::get<long>(*current) ? 1 : 0;
+      *static_cast<double*>(param) =
+          std::get_if<long>(&*current) && std::get<long>(*current) ? 1 : 0;
       break;
     case ParamMapping::kProgress:
       break;
@@ -357,17 +385,23 @@ void KeloFrei0rUpdate(f0r_instance_t handle, const std::uint32_t* from, const st
   ComPtr<ICIF> result;
   HRESULT hr = E_FAIL;  // no pictures
   double progress = 0;
+  bool sliced = false;
   if (first && second) {
     CopyIn(from, View(first.Get()));
     CopyIn(to, View(second.Get()));
     std::lock_guard guard(runtime.ModuleLock());
     progress = instance->progress;
-    hr = instance->effect->DoTransition(first.Get(), second.Get(), result.Put(), progress);
+    sliced = SlicedCall(*instance, from, to, out);
+    if (!sliced)
+      hr = instance->effect->DoTransition(first.Get(), second.Get(), result.Put(), progress);
   }
-  if (Succeeded(hr) && result && CopyOut(View(result.Get()), width, height, out)) return;
-  runtime.Report(*instance->plugin, "the transition failed on a " + std::to_string(width) + "x" +
-                                        std::to_string(height) +
-                                        " frame; showing a cut between the clips instead");
+  if (!sliced && Succeeded(hr) && result && CopyOut(View(result.Get()), width, height, out)) return;
+  runtime.Report(*instance->plugin,
+                 sliced ? "cannot draw a frame cut into bands (MLT's threads=0): showing a cut "
+                          "between the clips instead; remove threads=0 from the transition"
+                        : "the transition failed on a " + std::to_string(width) + "x" +
+                              std::to_string(height) +
+                              " frame; showing a cut between the clips instead");
   std::memcpy(out, progress < 0.5 ? from : to, std::size_t{width} * height * 4);
 } catch (...) {
 }

@@ -18,14 +18,16 @@ extern "C" {
 
 // `component` is the transition's component name ("PushTransition") in every call.
 KELO_FREI0R_EXPORT void KeloFrei0rPluginInfo(const char* component, f0r_plugin_info_t* info);
-KELO_FREI0R_EXPORT void KeloFrei0rParamInfo(const char* component, f0r_param_info_t* info, int index);
+KELO_FREI0R_EXPORT void KeloFrei0rParamInfo(const char* component, f0r_param_info_t* info,
+                                            int index);
 // Null (with a message on standard error) when the modules cannot be loaded, the transition
 // cannot be made or the size is refused.
-KELO_FREI0R_EXPORT f0r_instance_t KeloFrei0rConstruct(const char* component, unsigned width, unsigned height);
+KELO_FREI0R_EXPORT f0r_instance_t KeloFrei0rConstruct(const char* component, unsigned width,
+                                                      unsigned height);
 KELO_FREI0R_EXPORT void KeloFrei0rDestruct(f0r_instance_t instance);
 KELO_FREI0R_EXPORT void KeloFrei0rSetParam(f0r_instance_t instance, f0r_param_t param, int index);
 KELO_FREI0R_EXPORT void KeloFrei0rGetParam(f0r_instance_t instance, f0r_param_t param, int index);
 // Writes out (width x height RGBA, rows packed) from the outgoing and the incoming frame.
-KELO_FREI0R_EXPORT void KeloFrei0rUpdate(f0r_instance_t instance, const std::uint32_t* from, const std::uint32_t* to,
-                      std::uint32_t* out);
+KELO_FREI0R_EXPORT void KeloFrei0rUpdate(f0r_instance_t instance, const std::uint32_t* from,
+                                         const std::uint32_t* to, std::uint32_t* out);
 }

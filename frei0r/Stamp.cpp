@@ -12,8 +12,8 @@
 #include <string>
 
 #include "frei0r/Names.h"
-#include "sdk/Transitions.h"
 #include "sdk/Text.h"
+#include "sdk/Transitions.h"
 
 namespace {
 
@@ -55,9 +55,10 @@ void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
       throw std::runtime_error("cannot write " + temporary.string());
     }
   }
-  std::filesystem::permissions(temporary, std::filesystem::perms::owner_exec |
-                                              std::filesystem::perms::group_exec |
-                                              std::filesystem::perms::others_exec,
+  std::filesystem::permissions(temporary,
+                               std::filesystem::perms::owner_exec |
+                                   std::filesystem::perms::group_exec |
+                                   std::filesystem::perms::others_exec,
                                std::filesystem::perm_options::add);
   std::filesystem::rename(temporary, path);
 }

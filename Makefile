@@ -10,6 +10,9 @@ DEBIAN_PACKAGES := cmake g++ make pkg-config clang-format clang libclang-rt-14-d
   libwebp-dev libgif-dev libgd-dev libexpat1-dev ffmpeg time jq
 # make valgrind
 DEBIAN_PACKAGES += valgrind
+# The frei0r plug-ins: their header, and melt and GStreamer for their tests
+DEBIAN_PACKAGES += frei0r-plugins-dev melt gstreamer1.0-tools gstreamer1.0-plugins-base \
+  gstreamer1.0-plugins-bad
 
 ifeq ($(SANITIZE),1)
   BUILD := $(BUILD)-sanitize
@@ -94,3 +97,12 @@ fuzz: deps
 	    || { tail -n 60 fuzz-$$target.log; echo "fuzz: $$target failed (log: $(FUZZ_BUILD)/fuzz-$$target.log)"; exit 1; }; \
 	  echo "fuzz_$$target: $$(grep -aE '^#[0-9]+[[:space:]]+DONE' fuzz-$$target.log)"; \
 	done
+
+# The transitions as frei0r plug-ins for MLT (melt, Kdenlive) and GStreamer: the plug-ins flat in
+# PREFIX, the modules they load in PREFIX/_binARM64, the Kdenlive descriptions in KDENLIVE_DIR.
+PREFIX ?= $(HOME)/.frei0r-1/lib
+KDENLIVE_DIR ?= $(HOME)/.local/share/kdenlive/transitions
+.PHONY: install-frei0r
+install-frei0r: deps configure
+	cmake --build $(BUILD) -j $(JOBS) --target kelo_frei0r
+	frei0r/install.sh $(BUILD) $(PREFIX) $(KDENLIVE_DIR)

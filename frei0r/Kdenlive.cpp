@@ -41,7 +41,10 @@ std::string Escaped(std::string_view text) {
 }
 
 std::string Attribute(std::string_view name, std::string_view value) {
-  return " " + std::string(name) + "=\"" + Escaped(value) + "\"";
+  // Appended in steps: GCC 12 warns falsely (-Wrestrict) about " " + name + ...
+  std::string text(1, ' ');
+  text.append(name).append("=\"").append(Escaped(value)).push_back('"');
+  return text;
 }
 
 std::string ParameterXml(const Parameter& parameter) {

@@ -100,16 +100,22 @@ class Runtime {
     plugin.shortName = ShortName(component);
     plugin.title = "Kelo " + plugin.shortName;
     std::vector<Property> properties;
-    if (const Host* host = HostOrReport(plugin)) {
-      if (auto effect = host->CreateTransition(WideFromUtf8(component)))
+    const Host* host = HostOrReport(plugin);
+    std::string unavailable = "the Kelo modules cannot be loaded: " + hostError_;
+    if (host != nullptr) {
+      unavailable = "the host has no transition " + component;
+      if (auto effect = host->CreateTransition(WideFromUtf8(component))) {
+        unavailable.clear();
         properties = TransitionSettings(*host, ComPtr<IUnknown>::Share(effect.Get()),
                                         WideFromUtf8(component))
                          .Properties();
-      else
-        Report(plugin, "the host has no transition " + component);
+      } else {
+        Report(plugin, unavailable);
+      }
     }
     plugin.parameters = ParametersOf(properties);
     plugin.explanation = DescribePlugin(component, plugin.parameters);
+    if (!unavailable.empty()) plugin.explanation += " (unavailable: " + unavailable + ")";
     return plugin;
   }
 

@@ -6,10 +6,8 @@
 
 #include <dlfcn.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -21,6 +19,7 @@
 #include "app/Errors.h"
 #include "app/Host.h"
 #include "app/Settings.h"
+#include "frei0r/Frames.h"
 #include "frei0r/Parameters.h"
 #include "sdk/Text.h"
 
@@ -51,32 +50,8 @@ struct Instance {
   double progress = 0;
   std::vector<std::string> given;     // the last value given per parameter, to skip repeats
   std::vector<std::string> readBack;  // the texts handed out by the string parameters
-  // The frames of the last update, to tell MLT's sliced calls (below).
-  const void* lastFrames[3] = {};
-  bool sliced = false;
+  std::optional<SliceDetector> slices;
 };
-
-// MLT's "threads=0" cuts a frame into bands and calls one instance, made at the band's size,
-// from several threads at once, each band looking like a whole frame. A transition drawn band by
-// band is wrong (each band would push or turn on its own), and the whole frame cannot be known
-// from a band, so such calls are recognised and refused: bands of one frame lie back to back in
-// the same three buffers, so all three frames of such a call sit a whole number of bands away
-// from those of another. Under ModuleLock.
-bool SlicedCall(Instance& instance, const void* from, const void* to, const void* out) {
-  const void* frames[3] = {from, to, out};
-  const auto band = static_cast<std::ptrdiff_t>(std::size_t{instance.width} * instance.height * 4);
-  const std::ptrdiff_t shift =
-      static_cast<const char*>(from) - static_cast<const char*>(instance.lastFrames[0]);
-  bool sameShift = instance.lastFrames[0] != nullptr && shift != 0 && shift % band == 0 &&
-                   shift / band >= -64 && shift / band <= 64;
-  for (int i = 1; i < 3 && sameShift; ++i)
-    sameShift =
-        static_cast<const char*>(frames[i]) - static_cast<const char*>(instance.lastFrames[i]) ==
-        shift;
-  std::copy(std::begin(frames), std::end(frames), std::begin(instance.lastFrames));
-  instance.sliced = instance.sliced || sameShift;
-  return instance.sliced;
-}
 
 // Lives as long as the process, like the host modules it loads: it is never destroyed, so no
 // effect is released after the module's own statics are gone at exit.
@@ -203,41 +178,6 @@ void Give(Runtime& runtime, Instance& instance, const Parameter& parameter, f0r_
   if (error) runtime.Report(*instance.plugin, error->message + "; the setting stays as it was");
 }
 
-void CopyIn(const std::uint32_t* frame, const PixelView& picture) {
-  const std::size_t row = std::size_t{picture.width} * 4;
-  const auto* source = reinterpret_cast<const unsigned char*>(frame);
-  for (unsigned y = 0; y < picture.height; ++y) std::memcpy(picture.Row(y), source + y * row, row);
-}
-
-// The effect's result into the frame; false for a picture of another size or format.
-bool CopyOut(const PixelView& picture, unsigned width, unsigned height, std::uint32_t* frame) {
-  if (picture.width != width || picture.height != height || picture.first == nullptr) return false;
-  auto* target = reinterpret_cast<unsigned char*>(frame);
-  const std::size_t row = std::size_t{width} * 4;
-  if (picture.bitsPerPixel == 32 && picture.format == kFormatRGBA) {
-    // The frames leave opaque, as kelo's pictures are: the effects carry alpha along with the
-    // colours but clear uncovered parts to 0 and blend it like a colour, which would let the
-    // tracks below show through a mix.
-    for (unsigned y = 0; y < height; ++y) {
-      const unsigned char* in = picture.Row(y);
-      unsigned char* out = target + y * row;
-      std::memcpy(out, in, row);
-      for (std::size_t x = 3; x < row; x += 4) out[x] = 255;
-    }
-    return true;
-  }
-  if (picture.bitsPerPixel != 24 || picture.format != kFormatRGB) return false;
-  for (unsigned y = 0; y < height; ++y) {
-    const unsigned char* in = picture.Row(y);
-    unsigned char* out = target + y * row;
-    for (unsigned x = 0; x < width; ++x, in += 3, out += 4) {
-      out[0] = in[0], out[1] = in[1], out[2] = in[2];
-      out[3] = 255;
-    }
-  }
-  return true;
-}
-
 }  // namespace
 
 }  // namespace kelo::frei0r
@@ -295,6 +235,7 @@ f0r_instance_t KeloFrei0rConstruct(const char* component, unsigned width, unsign
   instance->plugin = &plugin;
   instance->width = width;
   instance->height = height;
+  instance->slices.emplace(width, height);
   instance->effect = host->CreateTransition(kelo_text::WideFromUtf8(component));
   if (!instance->effect) {
     runtime.Report(plugin, "the host could not create " + plugin.component);
@@ -397,7 +338,7 @@ void KeloFrei0rUpdate(f0r_instance_t handle, const std::uint32_t* from, const st
     CopyIn(to, View(second.Get()));
     std::lock_guard guard(runtime.ModuleLock());
     progress = instance->progress;
-    sliced = SlicedCall(*instance, from, to, out);
+    sliced = instance->slices->Sliced(from, to, out);
     if (!sliced)
       hr = instance->effect->DoTransition(first.Get(), second.Get(), result.Put(), progress);
   }

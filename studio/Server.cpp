@@ -168,9 +168,20 @@ bool Server::Allowed(const std::string& host, const std::string& origin) const {
 std::filesystem::path Server::SettingsFile(const std::string& name) const {
   if (name.empty() || name.size() > kMaxNameLength || name.find('\0') != std::string::npos)
     throw HttpError(400, "a settings file needs a name of 1 to 255 characters");
-  const std::filesystem::path file = std::filesystem::weakly_canonical(workFolder_ / name);
-  const auto inside = file.lexically_relative(workFolder_);
-  if (inside.empty() || inside == "." || *inside.begin() == "..")
+  const auto outside = [&](const std::filesystem::path& path) {
+    const auto inside = path.lexically_relative(workFolder_);
+    return inside.empty() || inside == "." || *inside.begin() == "..";
+  };
+  // Existing folders and links are resolved; a link that leads nowhere yet is followed too.
+  std::filesystem::path file = std::filesystem::weakly_canonical(workFolder_ / name);
+  std::error_code error;
+  for (int links = 0; std::filesystem::is_symlink(std::filesystem::symlink_status(file, error));
+       ++links) {
+    if (links == 8 || outside(file)) break;
+    file = std::filesystem::weakly_canonical(file.parent_path() /
+                                             std::filesystem::read_symlink(file, error));
+  }
+  if (outside(file) || std::filesystem::is_symlink(std::filesystem::symlink_status(file, error)))
     throw HttpError(403, "'" + name + "' is outside the working folder " + workFolder_.string());
   if (file.extension() != ".xml") throw HttpError(400, "settings files end in .xml");
   return file;

@@ -10,6 +10,8 @@ DEBIAN_PACKAGES := cmake g++ make pkg-config clang-format clang libclang-rt-14-d
   libwebp-dev libgif-dev libgd-dev libexpat1-dev ffmpeg time jq
 # make valgrind
 DEBIAN_PACKAGES += valgrind
+# kelo studio (cpp-httplib, nlohmann-json) and its browser test (headless Chromium, Selenium)
+DEBIAN_PACKAGES += libcpp-httplib-dev nlohmann-json3-dev chromium chromium-driver python3-selenium
 
 ifeq ($(SANITIZE),1)
   BUILD := $(BUILD)-sanitize

@@ -227,7 +227,7 @@ function thumbnailOf(name, progress) {
 
 function refreshThumbnails() {
   for (const item of $('transition-list').children)
-    item.querySelector('img').src = thumbnailOf(item.dataset.name, 0.5);
+    item.querySelector('img').src = thumbnailOf(item.dataset.name, 0.35);
 }
 
 function buildTransitions() {
@@ -250,7 +250,7 @@ function buildTransitions() {
     });
     item.addEventListener('mouseleave', () => {
       clearInterval(timer);
-      thumb.src = thumbnailOf(transition.name, 0.5);
+      thumb.src = thumbnailOf(transition.name, 0.35);
     });
     item.addEventListener('click', () => attempt(async () => {
       state = await api('POST', `/api/sessions/${state.session}/transition`,

@@ -2,6 +2,7 @@
 
 #include <httplib.h>
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <cmath>
@@ -22,8 +23,6 @@ constexpr int kFrameQuality = 85;
 constexpr int kThumbQuality = 80;
 // Connections the server serves at once; each open page keeps a few.
 constexpr std::size_t kServerThreads = 48;
-// The largest export served (a clip of 10 s at 1080p is far below it).
-constexpr std::uintmax_t kMaxExportBytes = 1u << 30;
 // A settings file's name, at most.
 constexpr std::size_t kMaxNameLength = 255;
 
@@ -368,18 +367,23 @@ void Server::Route() {
              const auto file = exports_.File(request.matches[1].str());
              std::error_code error;
              const auto size = std::filesystem::file_size(file, error);
-             if (error || size > kMaxExportBytes) throw HttpError(500, "the export cannot be read");
-             std::ifstream in(file, std::ios::binary);
-             std::string bytes(size, '\0');
-             if (!in.read(bytes.data(), static_cast<std::streamsize>(size)))
-               throw HttpError(500, "the export cannot be read");
+             auto in = std::make_shared<std::ifstream>(file, std::ios::binary);
+             if (error || !*in) throw HttpError(500, "the export cannot be read");
              const std::string extension = file.extension().string();
              const std::string type = extension == ".mp4"    ? "video/mp4"
                                       : extension == ".webp" ? "image/webp"
                                                              : "image/gif";
              response.set_header("Content-Disposition",
                                  "attachment; filename=\"kelo-clip" + extension + "\"");
-             response.set_content(std::move(bytes), type);
+             // Streamed from the file: a long clip never sits in memory whole.
+             response.set_content_provider(
+                 size, type, [in](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
+                   char buffer[1 << 16];
+                   in->seekg(static_cast<std::streamoff>(offset));
+                   const auto wanted = std::min(length, sizeof buffer);
+                   if (!in->read(buffer, static_cast<std::streamsize>(wanted))) return false;
+                   return sink.write(buffer, wanted);
+                 });
            }));
 }
 

@@ -11,34 +11,44 @@
 
 #include <csetjmp>
 #include <fstream>
-#include <regex>
+#include <optional>
 #include <sstream>
 #include <thread>
 
 namespace studiotest {
 
 RunningStudio::RunningStudio(const std::filesystem::path& dir,
-                             const std::vector<std::string>& pictures) {
+                             const std::vector<std::string>& pictures,
+                             const std::vector<std::pair<std::string, std::string>>& extra) {
   // The server keeps its exports under TMPDIR: the scratch folder shows what it leaves behind.
-  const char* saved = std::getenv("TMPDIR");
-  const std::string before = saved ? saved : "";
-  setenv("TMPDIR", dir.c_str(), 1);
+  std::vector<std::pair<std::string, std::string>> environment{{"TMPDIR", dir.string()}};
+  environment.insert(environment.end(), extra.begin(), extra.end());
+  std::vector<std::pair<std::string, std::optional<std::string>>> saved;
+  for (const auto& [name, value] : environment) {
+    const char* before = std::getenv(name.c_str());
+    saved.emplace_back(name, before ? std::optional<std::string>(before) : std::nullopt);
+    setenv(name.c_str(), value.c_str(), 1);
+  }
   std::vector<std::string> args{"studio", "--no-open", "--port", "0"};
   args.insert(args.end(), pictures.begin(), pictures.end());
   child_ = apptest::StartKelo(dir, args, false);
-  if (saved)
-    setenv("TMPDIR", before.c_str(), 1);
-  else
-    unsetenv("TMPDIR");
-  const std::regex printed(R"(http://127\.0\.0\.1:(\d+)/\?token=([0-9a-f]+)\n)");
+  for (auto it = saved.rbegin(); it != saved.rend(); ++it) {
+    if (it->second)
+      setenv(it->first.c_str(), it->second->c_str(), 1);
+    else
+      unsetenv(it->first.c_str());
+  }
+  const std::string prefix = "http://127.0.0.1:";
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (std::chrono::steady_clock::now() < end) {
-    std::smatch match;
+    // The first line: http://127.0.0.1:PORT/?token=TOKEN
     const std::string out = apptest::ReadFile(child_.out);
-    if (std::regex_search(out, match, printed)) {
-      port_ = std::stoi(match[1]);
-      token_ = match[2];
-      address_ = match[0].str().substr(0, match[0].length() - 1);
+    const auto newline = out.find('\n');
+    const auto marker = out.find("/?token=");
+    if (out.rfind(prefix, 0) == 0 && newline != std::string::npos && marker < newline) {
+      port_ = std::atoi(out.substr(prefix.size(), marker - prefix.size()).c_str());
+      token_ = out.substr(marker + 8, newline - marker - 8);
+      address_ = out.substr(0, newline);
       return;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));

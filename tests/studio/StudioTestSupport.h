@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/app/ChildProcess.h"
@@ -18,9 +19,11 @@ using Json = nlohmann::json;
 
 class RunningStudio {
  public:
-  // Starts kelo studio with `pictures` in `dir` (its temporary files go there too) and waits for
-  // its address. Fails the test when it does not print one.
-  RunningStudio(const std::filesystem::path& dir, const std::vector<std::string>& pictures = {});
+  // Starts kelo studio with `pictures` in `dir` (its temporary files go there too) and the
+  // variables of `environment` set, and waits for its address. Fails the test when it does not
+  // print one.
+  RunningStudio(const std::filesystem::path& dir, const std::vector<std::string>& pictures = {},
+                const std::vector<std::pair<std::string, std::string>>& environment = {});
   ~RunningStudio();
 
   int Port() const { return port_; }

@@ -1,6 +1,7 @@
 #include "studio/Studio.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -75,6 +76,10 @@ int RunStudio(const StudioOptions& options) {
   std::vector<std::filesystem::path> files(options.pictures.begin(), options.pictures.end());
   for (const auto& file : files) ProbePicture(file);
 
+  // The server runs for hours with frames made and dropped on many threads: blocks of a megabyte
+  // and more (pictures, encoded frames) go back to the system when freed instead of staying in
+  // the heap of whichever thread freed them, so its memory follows what is in use.
+  mallopt(M_MMAP_THRESHOLD, 1 << 20);
   Host host;
   Pictures pictures(host, files);
   ModuleThread module;

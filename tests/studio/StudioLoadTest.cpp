@@ -131,7 +131,11 @@ TEST(StudioLoad, TwentyPagesScrubbingAndChangingSettings) {
       "%ld frames and %ld setting changes in %lld s; resident memory warm %ld MiB, late %ld MiB\n",
       tally.frames.load(), tally.changes.load(), static_cast<long long>(kDuration.count()),
       warm / 1024, late / 1024);
-  EXPECT_LE(late, warm + kAllowedGrowthKiB);
+  EXPECT_LE(late, warm + kAllowedGrowthKiB) << "resident MiB each second: " << [&] {
+    std::string series;
+    for (long kib : resident) series += std::to_string(kib / 1024) + " ";
+    return series;
+  }();
   const auto ending = studio.Stop();
   EXPECT_EQ(ending.code, 0) << ending.err;
 }

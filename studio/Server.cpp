@@ -1,6 +1,7 @@
 #include "studio/Server.h"
 
 #include <httplib.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <charconv>
@@ -130,6 +131,12 @@ Server::Server(Pictures& pictures, Sessions& sessions, Exports& exports,
   http_->new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
   http_->set_payload_max_length(kMaxUploadBytes);
   http_->set_keep_alive_max_count(1000);
+  // The library's default also sets SO_REUSEPORT, which would let another process listen on the
+  // same port and take some of the page's requests: the port is ours alone.
+  http_->set_socket_options([](int socket) {
+    const int yes = 1;
+    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  });
   Route();
 }
 

@@ -386,6 +386,34 @@ TEST_F(StudioApi, TakesUploadedPicturesDecodedByKelo) {
   EXPECT_EQ(Current(client, state)["to"], id);
 }
 
+// Scrubbing asks for frames faster than they come: of the requests of one page waiting together,
+// only the latest is rendered and the others are answered 409 at once, and the latest always is.
+TEST_F(StudioApi, TheLatestFrameRequestWins) {
+  auto client = Client();
+  // The slowest transition, so that requests sent together wait behind one another.
+  const Json state = Open(client, "DeformTransition");
+  int superseded = 0;
+  for (int round = 0; round < 10 && superseded == 0; ++round) {
+    std::vector<int> statuses(6);
+    std::vector<std::thread> requests;
+    for (std::size_t k = 0; k < statuses.size(); ++k)
+      requests.emplace_back([&, k] {
+        auto page = Client();
+        auto result = page.Get(SessionPath(state, "/frame?progress=0.") + std::to_string(k + 1));
+        statuses[k] = result ? result->status : -1;
+      });
+    for (auto& request : requests) request.join();
+    EXPECT_NE(std::count(statuses.begin(), statuses.end(), 200), 0)
+        << testing::PrintToString(statuses);
+    EXPECT_EQ(std::count(statuses.begin(), statuses.end(), 200) +
+                  std::count(statuses.begin(), statuses.end(), 409),
+              6)
+        << testing::PrintToString(statuses);
+    superseded += std::count(statuses.begin(), statuses.end(), 409);
+  }
+  EXPECT_GT(superseded, 0) << "every frame requested together was rendered";
+}
+
 // Ctrl-C stops the server at once and leaves no file of its own behind.
 TEST(StudioStop, InterruptStopsCleanly) {
   ScratchFolder folder;
@@ -401,6 +429,23 @@ TEST(StudioStop, InterruptStopsCleanly) {
   for (const auto& entry : std::filesystem::directory_iterator(folder.Path()))
     EXPECT_EQ(entry.path().filename().string().rfind("kelo-studio", 0), std::string::npos)
         << entry.path();
+}
+
+// Mistakes on the command line end kelo studio with kelo's messages and exit codes.
+TEST(StudioStop, RefusesBadPicturesAndPorts) {
+  ScratchFolder folder;
+  const auto missing = apptest::RunKelo(folder.Path(), {"studio", "--no-open", "missing.png"});
+  EXPECT_EQ(missing.code, 3) << missing.err;
+  EXPECT_NE(missing.err.find("missing.png"), std::string::npos) << missing.err;
+  const auto port = apptest::RunKelo(folder.Path(), {"studio", "--no-open", "--port", "70000"});
+  EXPECT_EQ(port.code, 2) << port.err;
+  RunningStudio first(folder.Path());
+  const auto taken = apptest::RunKelo(
+      folder.Path(), {"studio", "--no-open", "--port", std::to_string(first.Port())});
+  EXPECT_EQ(taken.code, 1) << taken.err;
+  EXPECT_NE(taken.err.find("cannot listen on 127.0.0.1:" + std::to_string(first.Port())),
+            std::string::npos)
+      << taken.err;
 }
 
 }  // namespace

@@ -13,6 +13,8 @@ DEBIAN_PACKAGES += valgrind
 # The frei0r plug-ins: their header, and melt and GStreamer for their tests
 DEBIAN_PACKAGES += frei0r-plugins-dev melt gstreamer1.0-tools gstreamer1.0-plugins-base \
   gstreamer1.0-plugins-bad
+# kelo studio (cpp-httplib, nlohmann-json) and its browser test (headless Chromium, Selenium)
+DEBIAN_PACKAGES += libcpp-httplib-dev nlohmann-json3-dev chromium chromium-driver python3-selenium
 
 ifeq ($(SANITIZE),1)
   BUILD := $(BUILD)-sanitize

@@ -9,6 +9,7 @@
 #include "app/Errors.h"
 #include "app/Interrupt.h"
 #include "app/Text.h"
+#include "studio/Studio.h"
 
 #ifndef KELO_VERSION
 #define KELO_VERSION "0.0.0"
@@ -224,6 +225,19 @@ int main(int argc, char** argv) {
   AddQuiet(demoCommand, demo.quiet);
   demoCommand->footer("Examples:\n  kelo demo\n  kelo demo --folder /tmp/kelo-demo --quiet");
 
+  kelo::studio::StudioOptions studio;
+  auto* studioCommand = app.add_subcommand(
+      "studio", "Try transitions on your pictures in the browser: preview, settings, export");
+  studioCommand->add_option("pictures", studio.pictures,
+                            "The pictures to start with (default: two built-in ones)");
+  studioCommand->add_option("--port", studio.port, "Port on 127.0.0.1 (0: a free one)")
+      ->check(CLI::Range(0, 65535))
+      ->capture_default_str();
+  studioCommand->add_flag("--no-open", studio.noOpen, "Do not open the page with xdg-open");
+  studioCommand->footer(
+      "Prints the page's address (with its token) and serves it until Ctrl-C.\n"
+      "Examples:\n  kelo studio\n  kelo studio a.jpg b.jpg --port 8600 --no-open");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& help) {
@@ -251,6 +265,7 @@ int main(int argc, char** argv) {
     if (*slideshowCommand) return kelo::RunSlideshow(slideshow);
     if (*sheetCommand) return kelo::RunSheet(sheet);
     if (*demoCommand) return kelo::RunDemo(demo);
+    if (*studioCommand) return kelo::studio::RunStudio(studio);
   } catch (const kelo::AppError& error) {
     // A failure the interrupt caused (an encoder that stopped with it) is reported as the
     // interrupt.

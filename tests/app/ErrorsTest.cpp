@@ -138,7 +138,8 @@ TEST_F(ErrorsTest, MessagesPointAtTheMistake) {
   Succeeds("sheet -t push -t dissolve --cell 16x12 -o sheet.png");
   ExpectFailure("bogus", kUsage, "unknown command 'bogus' (see 'kelo --help')");
   ExpectFailure("rendr --from a.png", kUsage, "unknown command 'rendr'; did you mean render?");
-  ExpectFailure("", kUsage, "no command given: use list, frame, render, slideshow, sheet or demo");
+  ExpectFailure("", kUsage,
+                "no command given: use list, frame, render, slideshow, sheet, demo or studio");
   ExpectFailure("frame --from a.png --to b.png -p 1.0000001 -o out.png", kUsage,
                 "bad --progress 1.0000001: expected 0 to 1");
   ExpectFailure("frame --from a.png --to b.png -p '' -o out.png", kUsage,

@@ -10,6 +10,8 @@ DEBIAN_PACKAGES := cmake g++ make pkg-config clang-format clang libclang-rt-14-d
   libwebp-dev libgif-dev libgd-dev libexpat1-dev ffmpeg time jq
 # make valgrind
 DEBIAN_PACKAGES += valgrind
+# kelo slideshow --timeline (JSON and TOML timeline files)
+DEBIAN_PACKAGES += nlohmann-json3-dev libtomlplusplus-dev
 
 ifeq ($(SANITIZE),1)
   BUILD := $(BUILD)-sanitize

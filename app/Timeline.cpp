@@ -1,0 +1,563 @@
+// Timeline files, read in two steps: the JSON or TOML parser (nlohmann's SAX reader, which this
+// file follows character by character for line numbers, or toml++, which keeps source positions)
+// turns the text into one tree of values with their lines, and one reader walks that tree for
+// both formats, checking each field and naming it when it refuses one.
+#include "app/Timeline.h"
+
+#define TOML_HEADER_ONLY 1
+#define TOML_ENABLE_FORMATTERS 0
+#include <toml++/toml.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "app/Errors.h"
+#include "app/Files.h"
+#include "app/Text.h"
+
+namespace kelo {
+
+std::string Origin::Text() const {
+  std::string text = file.string() + ":" + std::to_string(line);
+  if (!field.empty()) text += ": " + field;
+  return text;
+}
+
+namespace {
+
+// The most values a file may hold (each slide takes a dozen or so): bounds the tree's memory.
+constexpr std::size_t kMaxValues = 250000;
+
+struct Member;
+
+struct Node {
+  enum class Kind { kNull, kBoolean, kInteger, kNumber, kString, kArray, kObject, kOther };
+  Kind kind = Kind::kNull;
+  int line = 0;
+  bool boolean = false;
+  double number = 0;
+  std::string text;  // a string, or a number as written
+  std::vector<Member> members;
+  std::vector<Node> items;
+};
+
+struct Member {
+  std::string key;
+  int line = 0;  // the key's line
+  Node value;
+};
+
+[[noreturn]] void Refuse(int code, const std::filesystem::path& file, int line,
+                         const std::string& field, const std::string& message) {
+  throw AppError(code, Origin{file, line, field}.Text() + ": " + message);
+}
+
+// ---- JSON: nlohmann's SAX events build the tree; the iterator it reads through counts the
+// characters read, so each event knows its line.
+
+class CountingIterator {
+ public:
+  using iterator_category = std::input_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const char*;
+  using reference = const char&;
+
+  CountingIterator(const char* at, const char** furthest) : at_(at), furthest_(furthest) {}
+  reference operator*() const { return *at_; }
+  CountingIterator& operator++() {
+    *furthest_ = ++at_;
+    return *this;
+  }
+  CountingIterator operator++(int) {
+    CountingIterator before = *this;
+    ++*this;
+    return before;
+  }
+  bool operator==(const CountingIterator& other) const { return at_ == other.at_; }
+  bool operator!=(const CountingIterator& other) const { return at_ != other.at_; }
+
+ private:
+  const char* at_;
+  const char** furthest_;
+};
+
+class JsonTree : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  JsonTree(std::string_view text, const std::filesystem::path& file)
+      : text_(text), file_(file), read_(text.data()) {}
+
+  Node Parse() {
+    const CountingIterator first(text_.data(), &read_), last(text_.data() + text_.size(), &read_);
+    if (!nlohmann::json::sax_parse(first, last, this) && !error_.empty())
+      Refuse(error_code_, file_, error_line_, "", error_);
+    return std::move(root_);
+  }
+
+  bool null() override { return Add(Scalar(Node::Kind::kNull, LineRead())); }
+  bool boolean(bool value) override {
+    Node node = Scalar(Node::Kind::kBoolean, LineRead());
+    node.boolean = value;
+    return Add(std::move(node));
+  }
+  bool number_integer(number_integer_t value) override {
+    return Integer(static_cast<double>(value), std::to_string(value));
+  }
+  bool number_unsigned(number_unsigned_t value) override {
+    return Integer(static_cast<double>(value), std::to_string(value));
+  }
+  bool number_float(number_float_t value, const string_t& written) override {
+    // The lexer has read one character past a number.
+    Node node = Scalar(Node::Kind::kNumber, LineAt(Read() - 1));
+    node.number = value;
+    node.text = written;
+    return Add(std::move(node));
+  }
+  bool string(string_t& value) override {
+    Node node = Scalar(Node::Kind::kString, LineRead());
+    node.text = std::move(value);
+    return Add(std::move(node));
+  }
+  bool binary(binary_t&) override { return Add(Scalar(Node::Kind::kOther, LineRead())); }
+  bool start_object(std::size_t) override { return Open(Node::Kind::kObject); }
+  bool start_array(std::size_t) override { return Open(Node::Kind::kArray); }
+  bool end_object() override { return Close(); }
+  bool end_array() override { return Close(); }
+  bool key(string_t& value) override {
+    key_line_ = LineRead();
+    if (!keys_.back().insert(value).second)
+      return Stop(kExitUsage, key_line_, "field '" + value + "' is given twice");
+    key_ = std::move(value);
+    return true;
+  }
+  bool parse_error(std::size_t position, const std::string&,
+                   const nlohmann::detail::exception& error) override {
+    // nlohmann's message: "[json.exception.parse_error.101] parse error at line 3, column 5:
+    // syntax error ...": the line is ours, the rest is kept.
+    std::string what = error.what();
+    if (const auto column = what.find("column "); column != std::string::npos)
+      if (const auto colon = what.find(": ", column); colon != std::string::npos)
+        what = what.substr(colon + 2);
+    Stop(kExitInput, LineAt(position > 0 ? position - 1 : 0), "not valid JSON: " + what);
+    return false;
+  }
+
+ private:
+  std::size_t Read() const { return static_cast<std::size_t>(read_ - text_.data()); }
+  // The line of the character at `offset`.
+  int LineAt(std::size_t offset) {
+    offset = std::min(offset, text_.size());
+    // Lines are counted onwards from the last place asked, since events come in order.
+    if (offset < counted_) counted_ = 0, line_ = 1;
+    for (; counted_ < offset; ++counted_) line_ += text_[counted_] == '\n';
+    return line_;
+  }
+  // The line of the last character read.
+  int LineRead() { return LineAt(Read() > 0 ? Read() - 1 : 0); }
+
+  static Node Scalar(Node::Kind kind, int line) {
+    Node node;
+    node.kind = kind;
+    node.line = line;
+    return node;
+  }
+  bool Integer(double value, std::string written) {
+    Node node = Scalar(Node::Kind::kInteger, LineAt(Read() - 1));
+    node.number = value;
+    node.text = std::move(written);
+    return Add(std::move(node));
+  }
+  bool Stop(int code, int line, std::string message) {
+    if (error_.empty()) error_code_ = code, error_line_ = line, error_ = std::move(message);
+    return false;
+  }
+  // Puts a value where the parser stands: under the key just read, in the open array, or at the
+  // root. Returns the node's place.
+  Node* Place(Node node) {
+    if (++values_ > kMaxValues) return nullptr;
+    if (open_.empty()) {
+      root_ = std::move(node);
+      return &root_;
+    }
+    Node& parent = *open_.back();
+    if (parent.kind == Node::Kind::kObject) {
+      parent.members.push_back({std::move(key_), key_line_, std::move(node)});
+      return &parent.members.back().value;
+    }
+    parent.items.push_back(std::move(node));
+    return &parent.items.back();
+  }
+  bool Add(Node node) {
+    if (Place(std::move(node)) != nullptr) return true;
+    return Stop(kExitInput, LineRead(),
+                "more than " + std::to_string(kMaxValues) + " values, the limit for timelines");
+  }
+  bool Open(Node::Kind kind) {
+    if (open_.size() >= static_cast<std::size_t>(kMaxTimelineDepth))
+      return Stop(kExitInput, LineRead(),
+                  "nested more than " + std::to_string(kMaxTimelineDepth) + " levels deep");
+    Node* node = Place(Scalar(kind, LineRead()));
+    if (node == nullptr) return Add(Node());
+    open_.push_back(node);
+    keys_.emplace_back();
+    return true;
+  }
+  bool Close() {
+    open_.pop_back();
+    keys_.pop_back();
+    return true;
+  }
+
+  std::string_view text_;
+  const std::filesystem::path& file_;
+  const char* read_;
+  std::size_t counted_ = 0;
+  int line_ = 1;
+  Node root_;
+  // The open objects and arrays, innermost last (each in its parent, which does not grow while
+  // it is open), and the keys seen in each.
+  std::vector<Node*> open_;
+  std::vector<std::set<std::string>> keys_;
+  std::string key_;
+  int key_line_ = 0;
+  std::size_t values_ = 0;
+  std::string error_;
+  int error_code_ = kExitInput, error_line_ = 0;
+};
+
+// ---- TOML: toml++'s tree, converted.
+
+class TomlTree {
+ public:
+  explicit TomlTree(const std::filesystem::path& file) : file_(file) {}
+
+  Node Parse(std::string_view text) {
+    try {
+      const toml::table table = toml::parse(text, file_.string());
+      return Convert(table, 0, 1);
+    } catch (const toml::parse_error& error) {
+      Refuse(kExitInput, file_, static_cast<int>(error.source().begin.line), "",
+             "not valid TOML: " + std::string(error.description()));
+    }
+  }
+
+ private:
+  Node Convert(const toml::node& from, int depth, int line) {
+    if (++values_ > kMaxValues)
+      Refuse(kExitInput, file_, line, "",
+             "more than " + std::to_string(kMaxValues) + " values, the limit for timelines");
+    Node node;
+    node.line = from.source().begin.line > 0 ? static_cast<int>(from.source().begin.line) : line;
+    if (depth > kMaxTimelineDepth)
+      Refuse(kExitInput, file_, node.line, "",
+             "nested more than " + std::to_string(kMaxTimelineDepth) + " levels deep");
+    if (const auto* table = from.as_table()) {
+      node.kind = Node::Kind::kObject;
+      for (const auto& [key, value] : *table) {
+        const int keyLine =
+            key.source().begin.line > 0 ? static_cast<int>(key.source().begin.line) : node.line;
+        node.members.push_back(
+            {std::string(key.str()), keyLine, Convert(value, depth + 1, keyLine)});
+      }
+    } else if (const auto* array = from.as_array()) {
+      node.kind = Node::Kind::kArray;
+      for (const auto& item : *array) node.items.push_back(Convert(item, depth + 1, node.line));
+    } else if (const auto* text = from.as_string()) {
+      node.kind = Node::Kind::kString;
+      node.text = text->get();
+    } else if (const auto* integer = from.as_integer()) {
+      node.kind = Node::Kind::kInteger;
+      node.number = static_cast<double>(integer->get());
+      node.text = std::to_string(integer->get());
+    } else if (const auto* number = from.as_floating_point()) {
+      node.kind = Node::Kind::kNumber;
+      node.number = number->get();
+      node.text = ExactNumber(number->get());
+    } else if (const auto* boolean = from.as_boolean()) {
+      node.kind = Node::Kind::kBoolean;
+      node.boolean = boolean->get();
+    } else {
+      node.kind = Node::Kind::kOther;  // dates and times
+    }
+    return node;
+  }
+
+  const std::filesystem::path& file_;
+  std::size_t values_ = 0;
+};
+
+// ---- The reader of the tree, for both formats.
+
+std::string KindName(Node::Kind kind) {
+  switch (kind) {
+    case Node::Kind::kNull:
+      return "null";
+    case Node::Kind::kBoolean:
+      return "true or false";
+    case Node::Kind::kInteger:
+    case Node::Kind::kNumber:
+      return "a number";
+    case Node::Kind::kString:
+      return "a text";
+    case Node::Kind::kArray:
+      return "a list";
+    case Node::Kind::kObject:
+      return "a table";
+    case Node::Kind::kOther:
+      break;
+  }
+  return "a date or time";
+}
+
+class Reader {
+ public:
+  explicit Reader(const std::filesystem::path& file) : file_(file), folder_(file.parent_path()) {}
+
+  Timeline Read(const Node& root) {
+    Timeline timeline;
+    timeline.file = file_;
+    if (root.kind != Node::Kind::kObject)
+      Fail(root.line, "", "expected a table with defaults and slides, not " + KindName(root.kind));
+    const Node* slides = nullptr;
+    int slidesLine = root.line;
+    for (const auto& member : root.members) {
+      if (member.key == "defaults") {
+        Defaults(member, timeline);
+      } else if (member.key == "slides") {
+        slides = &member.value;
+        slidesLine = member.line;
+      } else {
+        Unknown(member, "", {"defaults", "slides"});
+      }
+    }
+    if (slides == nullptr) Fail(root.line, "slides", "missing: the list of slides");
+    if (slides->kind != Node::Kind::kArray)
+      Fail(slidesLine, "slides", "expected a list of slides, not " + KindName(slides->kind));
+    if (slides->items.empty()) Fail(slidesLine, "slides", "the list of slides is empty");
+    if (slides->items.size() > kMaxTimelineSlides)
+      Fail(slidesLine, "slides",
+           std::to_string(slides->items.size()) + " slides: at most " +
+               std::to_string(kMaxTimelineSlides) + " are shown");
+    for (std::size_t i = 0; i < slides->items.size(); ++i)
+      timeline.slides.push_back(Slide(slides->items[i], "slides[" + std::to_string(i) + "]"));
+    return timeline;
+  }
+
+ private:
+  [[noreturn]] void Fail(int line, const std::string& field, const std::string& message,
+                         int code = kExitUsage) const {
+    Refuse(code, file_, line, field, message);
+  }
+  Origin At(int line, const std::string& field) const { return {file_, line, field}; }
+  static std::string Join(const std::string& parent, const std::string& key) {
+    return parent.empty() ? key : parent + "." + key;
+  }
+
+  void Unknown(const Member& member, const std::string& parent,
+               const std::vector<std::string>& known) const {
+    std::string message = "unknown field";
+    const auto nearest = NearestNames(member.key, known, 1);
+    message += nearest.empty() ? "; expected " + JoinAlternatives(known)
+                               : "; did you mean " + nearest.front() + "?";
+    Fail(member.line, Join(parent, member.key), message);
+  }
+
+  std::string Text(const Member& member, const std::string& field) const {
+    if (member.value.kind != Node::Kind::kString)
+      Fail(member.line, field, "expected a text, not " + KindName(member.value.kind));
+    return member.value.text;
+  }
+  double Seconds(const Member& member, const std::string& field) const {
+    const Node& value = member.value;
+    if (value.kind != Node::Kind::kInteger && value.kind != Node::Kind::kNumber)
+      Fail(member.line, field, "expected a number of seconds, not " + KindName(value.kind));
+    if (!std::isfinite(value.number) || value.number < 0 || value.number > 3600)
+      Fail(member.line, field, "bad time " + value.text + ": expected 0 to 3600 seconds");
+    return value.number;
+  }
+  Easing EasingOf(const Member& member, const std::string& field) const {
+    std::string why;
+    const std::string text = Text(member, field);
+    auto easing = Easing::Parse(text, &why);
+    if (!easing) Fail(member.line, field, "bad easing '" + text + "': " + why);
+    return *easing;
+  }
+  Motion MotionOf(const Member& member, const std::string& field) const {
+    const std::string text = Text(member, field);
+    auto motion = ParseMotion(text);
+    if (!motion)
+      Fail(member.line, field,
+           "bad motion '" + text + "': expected " + std::string(MotionChoices()));
+    return *motion;
+  }
+  std::filesystem::path PathOf(const Member& member, const std::string& field) const {
+    const std::string text = Text(member, field);
+    if (text.empty()) Fail(member.line, field, "the file name is empty");
+    if (text.find('\0') != std::string::npos)
+      Fail(member.line, field, "the file name holds a zero byte");
+    const std::filesystem::path path = text;
+    return path.is_absolute() || folder_.empty() ? path : folder_ / path;
+  }
+
+  void Defaults(const Member& defaults, Timeline& timeline) const {
+    const std::string field = "defaults";
+    if (defaults.value.kind != Node::Kind::kObject)
+      Fail(defaults.line, field, "expected a table, not " + KindName(defaults.value.kind));
+    for (const auto& member : defaults.value.members) {
+      const std::string name = Join(field, member.key);
+      if (member.key == "hold")
+        timeline.hold = Seconds(member, name);
+      else if (member.key == "duration")
+        timeline.duration = Seconds(member, name);
+      else if (member.key == "easing")
+        timeline.easing = EasingOf(member, name);
+      else if (member.key == "motion")
+        timeline.motion = MotionOf(member, name);
+      else if (member.key == "transition")
+        timeline.transition = Transition(member, name, false);
+      else
+        Unknown(member, field, {"hold", "duration", "easing", "motion", "transition"});
+    }
+  }
+
+  TimelineSlide Slide(const Node& node, const std::string& field) const {
+    TimelineSlide slide;
+    slide.origin = At(node.line, field);
+    // A slide may be its picture's name alone.
+    if (node.kind == Node::Kind::kString) {
+      slide.picture = PathOf({"", node.line, node}, field);
+      return slide;
+    }
+    if (node.kind != Node::Kind::kObject)
+      Fail(node.line, field,
+           "expected a slide (a table with a picture), not " + KindName(node.kind));
+    bool hasPicture = false;
+    for (const auto& member : node.members) {
+      const std::string name = Join(field, member.key);
+      if (member.key == "picture") {
+        slide.picture = PathOf(member, name);
+        hasPicture = true;
+      } else if (member.key == "hold") {
+        slide.hold = Seconds(member, name);
+      } else if (member.key == "motion") {
+        slide.motion = MotionOf(member, name);
+      } else if (member.key == "transition") {
+        slide.transition = Transition(member, name, true);
+      } else {
+        Unknown(member, field, {"picture", "hold", "motion", "transition"});
+      }
+    }
+    if (!hasPicture) Fail(node.line, Join(field, "picture"), "missing: every slide needs one");
+    return slide;
+  }
+
+  // A transition: its name alone, or a table. The default transition takes no duration or
+  // easing of its own (those are defaults of their own).
+  TimelineTransition Transition(const Member& from, const std::string& field, bool timed) const {
+    TimelineTransition transition;
+    transition.origin = At(from.line, field);
+    if (from.value.kind == Node::Kind::kString) {
+      transition.name = from.value.text;
+      transition.nameOrigin = transition.origin;
+      return transition;
+    }
+    if (from.value.kind != Node::Kind::kObject)
+      Fail(from.line, field,
+           "expected a transition name or table, not " + KindName(from.value.kind));
+    std::vector<std::string> known = {"name", "settings", "settings_file"};
+    if (timed) known.insert(known.end(), {"duration", "easing"});
+    for (const auto& member : from.value.members) {
+      const std::string name = Join(field, member.key);
+      if (member.key == "name") {
+        transition.name = Text(member, name);
+        transition.nameOrigin = At(member.line, name);
+      } else if (member.key == "settings") {
+        Settings(member, name, transition.settings);
+      } else if (member.key == "settings_file") {
+        transition.settingsFile = PathOf(member, name);
+        transition.settingsFileOrigin = At(member.line, name);
+      } else if (timed && member.key == "duration") {
+        transition.duration = Seconds(member, name);
+      } else if (timed && member.key == "easing") {
+        transition.easing = EasingOf(member, name);
+      } else if (!timed && (member.key == "duration" || member.key == "easing")) {
+        Fail(member.line, name, "give the default " + member.key + " in defaults itself");
+      } else {
+        Unknown(member, field, known);
+      }
+    }
+    return transition;
+  }
+
+  void Settings(const Member& from, const std::string& field,
+                std::vector<TimelineSetting>& settings) const {
+    if (from.value.kind != Node::Kind::kObject)
+      Fail(from.line, field,
+           "expected a table of settings such as {\"Direction\": \"Left\"}, not " +
+               KindName(from.value.kind));
+    for (const auto& member : from.value.members) {
+      const std::string name = Join(field, member.key);
+      const Node& value = member.value;
+      std::string text;
+      switch (value.kind) {
+        case Node::Kind::kString:
+        case Node::Kind::kInteger:
+        case Node::Kind::kNumber:
+          text = value.text;
+          break;
+        case Node::Kind::kBoolean:
+          text = value.boolean ? "true" : "false";
+          break;
+        default:
+          Fail(member.line, name,
+               "expected a text, number or true/false, not " + KindName(value.kind));
+      }
+      settings.push_back({member.key, std::move(text), At(member.line, name)});
+    }
+  }
+
+  std::filesystem::path file_;
+  std::filesystem::path folder_;
+};
+
+}  // namespace
+
+Timeline ParseTimeline(std::string_view text, TimelineFormat format,
+                       const std::filesystem::path& file) {
+  const Node root =
+      format == TimelineFormat::kJson ? JsonTree(text, file).Parse() : TomlTree(file).Parse(text);
+  return Reader(file).Read(root);
+}
+
+Timeline ReadTimeline(const std::filesystem::path& file) {
+  const std::string extension = LowerExtension(file);
+  if (extension != "json" && extension != "toml")
+    throw AppError(kExitUsage,
+                   "the timeline '" + file.string() + "' must be a .json or .toml file");
+  auto fail = [&](const std::string& why) {
+    throw AppError(kExitInput, "cannot read the timeline '" + file.string() + "': " + why);
+  };
+  std::error_code error;
+  const auto status = std::filesystem::status(file, error);
+  if (status.type() == std::filesystem::file_type::not_found) fail("no such file");
+  if (status.type() == std::filesystem::file_type::directory) fail("it is a folder");
+  std::ifstream in(file, std::ios::binary);
+  if (!in) fail(std::strerror(errno));
+  // One byte past the limit, so that a file that grows while read is still caught.
+  std::string bytes(kMaxTimelineBytes + 1, '\0');
+  in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  if (in.bad()) fail("it cannot be read");
+  bytes.resize(static_cast<std::size_t>(in.gcount()));
+  if (bytes.size() > kMaxTimelineBytes)
+    fail("it is larger than " + std::to_string(kMaxTimelineBytes >> 20) +
+         " MiB, the limit for timelines");
+  return ParseTimeline(bytes, extension == "json" ? TimelineFormat::kJson : TimelineFormat::kToml,
+                       file);
+}
+
+}  // namespace kelo

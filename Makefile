@@ -81,7 +81,7 @@ clean:
 # goes to $(FUZZ_BUILD)/corpus/<target>). A crash, leak, sanitizer report or slow input fails.
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 20
-FUZZ_TARGETS := picture settings_xml folder_stream string_table registry transition
+FUZZ_TARGETS := picture settings_xml folder_stream string_table registry transition timeline
 
 fuzz: deps
 	cmake -S . -B $(FUZZ_BUILD) -DCMAKE_CXX_COMPILER=clang++ -DKELO_FUZZ=ON

@@ -232,11 +232,100 @@ class JsonTree : public nlohmann::json_sax<nlohmann::json> {
 
 // ---- TOML: toml++'s tree, converted.
 
+// toml++ 3.3 asks of each character outside strings and comments (and of the one after a
+// backslash in a multi-line string) whether it is whitespace, and for many non-ASCII characters
+// that question runs into a gap of its generated table marked unreachable (undefined behaviour).
+// TOML allows non-ASCII characters only inside strings and comments, so one elsewhere is refused
+// here first. Returns the line it stands on, or 0.
+int NonAsciiOutsideStrings(std::string_view text) {
+  enum class In { kValue, kComment, kBasic, kLiteral, kMultiBasic, kMultiLiteral };
+  In in = In::kValue;
+  int line = 1;
+  // What a quote follows decides whether it opens a string: only where a key or a value starts
+  // (a line's start, '=', '[', '{', ',', or '.' in a key). Elsewhere it is part of a bare word,
+  // which toml++ reads on character by character.
+  char before = '\n';
+  bool valuePart = false;  // after the line's '='
+  std::size_t i = text.starts_with("\xEF\xBB\xBF") ? 3 : 0;
+  auto at = [&](std::string_view quote) { return text.substr(i, quote.size()) == quote; };
+  auto ascii = [&](std::size_t k) { return k >= text.size() || (text[k] & 0x80) == 0; };
+  while (i < text.size()) {
+    const char c = text[i];
+    if (c == '\n') {
+      ++line;
+      if (in != In::kMultiBasic && in != In::kMultiLiteral) {
+        in = In::kValue;
+        before = '\n';
+        valuePart = false;
+      }
+      ++i;
+      continue;
+    }
+    switch (in) {
+      case In::kValue: {
+        if (!ascii(i)) return line;
+        const bool opens = before == '\n' || before == '=' || before == '[' || before == '{' ||
+                           before == ',' || (before == '.' && !valuePart);
+        if (c != ' ' && c != '\t') before = c;
+        if (c == '=') valuePart = true;
+        if (c == '#') in = In::kComment;
+        if (!opens || (c != '"' && c != '\'')) break;
+        if (at(R"(""")") || at("'''")) {
+          in = c == '"' ? In::kMultiBasic : In::kMultiLiteral;
+          i += 3;
+          continue;
+        }
+        in = c == '"' ? In::kBasic : In::kLiteral;
+        break;
+      }
+      case In::kComment:
+        break;
+      case In::kBasic:
+      case In::kMultiBasic:
+        if (c == '\\') {
+          ++i;
+          // A line-ending backslash: the whitespace after it is skipped, character by character.
+          while (in == In::kMultiBasic && i < text.size() &&
+                 (text[i] == ' ' || text[i] == '\t' || text[i] == '\r' || text[i] == '\n'))
+            line += text[i++] == '\n';
+          if (!ascii(i)) return line;
+          ++i;
+          continue;
+        }
+        if (in == In::kBasic && c == '"') in = In::kValue;
+        if (in == In::kMultiBasic && at(R"(""")")) {
+          // Up to two more quotes belong to the string.
+          i += 3;
+          for (int extra = 0; extra < 2 && i < text.size() && text[i] == '"'; ++extra) ++i;
+          in = In::kValue;
+          continue;
+        }
+        break;
+      case In::kLiteral:
+        if (c == '\'') in = In::kValue;
+        break;
+      case In::kMultiLiteral:
+        if (at("'''")) {
+          i += 3;
+          for (int extra = 0; extra < 2 && i < text.size() && text[i] == '\''; ++extra) ++i;
+          in = In::kValue;
+          continue;
+        }
+        break;
+    }
+    ++i;
+  }
+  return 0;
+}
+
 class TomlTree {
  public:
   explicit TomlTree(const std::filesystem::path& file) : file_(file) {}
 
   Node Parse(std::string_view text) {
+    if (const int line = NonAsciiOutsideStrings(text))
+      Refuse(kExitInput, file_, line, "",
+             "not valid TOML: a character beyond ASCII stands outside a string or comment");
     try {
       const toml::table table = toml::parse(text, file_.string());
       return Convert(table, 0, 1);

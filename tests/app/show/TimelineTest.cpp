@@ -98,6 +98,15 @@ TEST(TimelineTest, ShortFormsAndSettingTypes) {
   EXPECT_EQ(settings[2].value, "0.25");
   EXPECT_TRUE(timeline.slides[1].transition.OwnEffect());
   EXPECT_FALSE(timeline.slides[1].transition.name);
+  // Characters beyond ASCII in strings, keys and comments.
+  const Timeline accents = kelo::ParseTimeline(
+      "# \u00e9t\u00e9\n[[slides]]\npicture = \"\u00e9t\u00e9.png\"\n"
+      "transition = { settings = { \"Dir\u00e9ction\" = '\u3001' } }\n"
+      "[[slides]]\npicture = '''\u00e9'''\n",
+      TimelineFormat::kToml, "show.toml");
+  ASSERT_EQ(accents.slides.size(), 2u);
+  EXPECT_EQ(accents.slides[0].picture, "\u00e9t\u00e9.png");
+  EXPECT_EQ(accents.slides[0].transition.settings.at(0).value, "\u3001");
 }
 
 struct Refusal {
@@ -148,6 +157,11 @@ TEST(TimelineTest, EachRefusalNamesTheFileLineAndField) {
        "t.json:1: ", "nested more than 8 levels"},
       {kToml, "[[slides]]\npicture = \"\"\n", kelo::kExitUsage,
        "t.toml:2: slides[0].picture: ", "empty"},
+      // Beyond ASCII only in strings and comments: toml++ itself would run into undefined
+      // behaviour on some of these characters.
+      {kToml, "[[slides]]\npicture = \"a.png\" \u00e9\n", kelo::kExitInput,
+       "t.toml:2: ", "outside a string"},
+      {kToml, "[[slides]]\nhold = 9'\u00e9'\n", kelo::kExitInput, "t.toml:2: ", "outside a string"},
   };
   for (const auto& refusal : refusals) {
     const std::string file = refusal.format == kJson ? "t.json" : "t.toml";

@@ -241,11 +241,12 @@ int NonAsciiOutsideStrings(std::string_view text) {
   enum class In { kValue, kComment, kBasic, kLiteral, kMultiBasic, kMultiLiteral };
   In in = In::kValue;
   int line = 1;
-  // What a quote follows decides whether it opens a string: only where a key or a value starts
-  // (a line's start, '=', '[', '{', ',', or '.' in a key). Elsewhere it is part of a bare word,
-  // which toml++ reads on character by character.
+  // Where a quote opens a string: at the start of a key or of a value. A bare value (a number,
+  // date or word) runs on to whitespace, ']', '}', ',' or '#', and toml++ reads each of its
+  // characters, quotes and brackets included.
+  std::string open;  // the arrays and inline tables open, innermost last
+  bool key = true, bare = false;
   char before = '\n';
-  bool valuePart = false;  // after the line's '='
   std::size_t i = text.starts_with("\xEF\xBB\xBF") ? 3 : 0;
   auto at = [&](std::string_view quote) { return text.substr(i, quote.size()) == quote; };
   auto ascii = [&](std::size_t k) { return k >= text.size() || (text[k] & 0x80) == 0; };
@@ -255,8 +256,9 @@ int NonAsciiOutsideStrings(std::string_view text) {
       ++line;
       if (in != In::kMultiBasic && in != In::kMultiLiteral) {
         in = In::kValue;
+        key = open.empty() || open.back() == '{';
+        bare = false;
         before = '\n';
-        valuePart = false;
       }
       ++i;
       continue;
@@ -264,18 +266,39 @@ int NonAsciiOutsideStrings(std::string_view text) {
     switch (in) {
       case In::kValue: {
         if (!ascii(i)) return line;
-        const bool opens = before == '\n' || before == '=' || before == '[' || before == '{' ||
-                           before == ',' || (before == '.' && !valuePart);
-        if (c != ' ' && c != '\t') before = c;
-        if (c == '=') valuePart = true;
-        if (c == '#') in = In::kComment;
-        if (!opens || (c != '"' && c != '\'')) break;
-        if (at(R"(""")") || at("'''")) {
-          in = c == '"' ? In::kMultiBasic : In::kMultiLiteral;
-          i += 3;
-          continue;
+        if (c == ' ' || c == '\t' || c == '\r') {
+          bare = false;
+          break;
         }
-        in = c == '"' ? In::kBasic : In::kLiteral;
+        if (bare && c != ']' && c != '}' && c != ',' && c != '#') break;
+        bare = false;
+        const char previous = before;
+        before = c;
+        if (c == '#') {
+          in = In::kComment;
+        } else if (c == '"' || c == '\'') {
+          const bool opens = !key || previous == '\n' || previous == '[' || previous == '.' ||
+                             previous == '{' || previous == ',';
+          if (!opens) break;
+          if (at(R"(""")") || at("'''")) {
+            in = c == '"' ? In::kMultiBasic : In::kMultiLiteral;
+            i += 3;
+            continue;
+          }
+          in = c == '"' ? In::kBasic : In::kLiteral;
+        } else if (key) {
+          if (c == '=') key = false;
+          if (c == '}' && !open.empty()) open.pop_back(), key = false;
+        } else if (c == '[' || c == '{') {
+          open.push_back(c);
+          key = c == '{';
+        } else if (c == ']' || c == '}') {
+          if (!open.empty()) open.pop_back();
+        } else if (c == ',') {
+          key = !open.empty() && open.back() == '{';
+        } else if (c != '=') {
+          bare = true;
+        }
         break;
       }
       case In::kComment:

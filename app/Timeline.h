@@ -10,6 +10,7 @@
 //               "b.jpg"]}
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>

@@ -231,19 +231,13 @@ int RunDemo(const DemoOptions& options) {
       if (!effects.back())
         throw AppError(kExitFailure, "the host could not create " + Utf8FromWide(name));
     }
-    ShowPlan plan{size, {}};
-    for (std::size_t k = 0; k <= names.size(); ++k) {
-      ShowSlide& slide = plan.slides.emplace_back();
-      slide.holdFrames = FrameCount(0.6, fps);
-      if (k == names.size()) break;
-      slide.effect = effects[k].Get();
-      slide.effectName = Utf8FromWide(names[k]);
-      slide.transitionFrames = FrameCount(1.2, fps);
-    }
+    const SlideshowPlan plan{names.size() + 1, FrameCount(0.6, fps), FrameCount(1.2, fps)};
     ProgressBar progress(plan.TotalFrames(), ProgressBar::WantedFor(options.quiet));
     AsyncSink sink(MakeTeeSink(std::move(sinks)), &progress);
-    RenderShow(
-        plan, host, [&](std::size_t k) { return BuiltinPicture(host, k, size); }, sink);
+    RenderSlideshow(
+        plan, [&](std::size_t k) { return BuiltinPicture(host, k, size); },
+        [&](std::size_t k) { return std::make_pair(effects[k].Get(), Utf8FromWide(names[k])); },
+        sink);
     sink.Finish();
     for (auto& path : sink.Outputs()) written.push_back(path);
   }

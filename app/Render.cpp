@@ -2,9 +2,11 @@
 
 #include <cmath>
 #include <cstdio>
+#include <tuple>
 
 #include "app/Errors.h"
 #include "app/Interrupt.h"
+#include "app/Show.h"
 #include "app/Text.h"
 
 namespace kelo {
@@ -63,6 +65,21 @@ void RenderTransition(IKeloTransition* effect, const std::string& name, ICIF* fr
                              : static_cast<double>(i + 1) / static_cast<double>(frames + 1);
     sink.Add(RenderFrame(effect, name, from, to, easing.Progress(time)));
   }
+}
+
+void RenderSlideshow(
+    const SlideshowPlan& plan, const std::function<ComPtr<ICIF>(std::size_t)>& load,
+    const std::function<std::pair<IKeloTransition*, std::string>(std::size_t)>& effect,
+    AsyncSink& sink) {
+  ShowPlan show;
+  for (std::size_t k = 0; k < plan.pictures; ++k) {
+    ShowSlide& slide = show.slides.emplace_back();
+    slide.holdFrames = plan.holdFrames;
+    if (k + 1 == plan.pictures) break;
+    std::tie(slide.effect, slide.effectName) = effect(k);
+    slide.transitionFrames = plan.transitionFrames;
+  }
+  RenderShow(show, nullptr, load, sink);
 }
 
 }  // namespace kelo

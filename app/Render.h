@@ -36,4 +36,24 @@ ComPtr<ICIF> RenderFrame(IKeloTransition* effect, const std::string& name, ICIF*
 void RenderTransition(IKeloTransition* effect, const std::string& name, ICIF* from, ICIF* to,
                       long frames, bool ends, AsyncSink& sink, const Easing& easing = {});
 
+struct SlideshowPlan {
+  std::size_t pictures = 0;
+  long holdFrames = 0;
+  long transitionFrames = 0;
+  long TotalFrames() const {
+    return static_cast<long>(pictures) * holdFrames +
+           static_cast<long>(pictures > 0 ? pictures - 1 : 0) * transitionFrames;
+  }
+};
+
+// The slideshow: each picture held, then a transition to the next. `load(k)` makes picture k
+// at the output size (it runs ahead on a worker thread); `effect(k)` is the effect between
+// pictures k and k+1 and its name, and is told to Uninitialize after its transition. Stops with
+// the interrupt once a signal has arrived. (A uniform show without motion: RenderShow, app/Show.h,
+// renders every other.)
+void RenderSlideshow(
+    const SlideshowPlan& plan, const std::function<ComPtr<ICIF>(std::size_t)>& load,
+    const std::function<std::pair<IKeloTransition*, std::string>(std::size_t)>& effect,
+    AsyncSink& sink);
+
 }  // namespace kelo

@@ -1,5 +1,6 @@
 #include "app/Show.h"
 
+#include "app/Errors.h"
 #include "app/Interrupt.h"
 #include "app/Render.h"
 
@@ -19,18 +20,19 @@ Size ShowPlan::PictureSize(std::size_t k) const {
 namespace {
 
 // The frame of a slide at time `t` of its hold: its picture itself when it does not move.
-ComPtr<ICIF> SlideFrame(const Host& host, const ShowPlan& plan, std::size_t k, ICIF* picture,
+ComPtr<ICIF> SlideFrame(const Host* host, const ShowPlan& plan, std::size_t k, ICIF* picture,
                         double t) {
   const Motion motion = plan.slides[k].motion;
   if (motion == Motion::kNone) return ComPtr<ICIF>::Share(picture);
-  auto frame = host.NewPicture(plan.size.width, plan.size.height);
+  if (host == nullptr) throw AppError(kExitFailure, "no host to draw a moving slide with");
+  auto frame = host->NewPicture(plan.size.width, plan.size.height);
   DrawCrop(View(picture), MotionCrop(motion, kelo::PictureSize(picture), t), View(frame.Get()));
   return frame;
 }
 
 }  // namespace
 
-void RenderShow(const ShowPlan& plan, const Host& host,
+void RenderShow(const ShowPlan& plan, const Host* host,
                 const std::function<ComPtr<ICIF>(std::size_t)>& load, AsyncSink& sink) {
   const std::size_t count = plan.slides.size();
   Prefetcher<ComPtr<ICIF>> pictures(count, load);

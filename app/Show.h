@@ -34,9 +34,9 @@ struct ShowPlan {
 // The show: each slide held (one picture for the whole hold, or a moving crop of it per frame),
 // then the transition to the next, from the hold's last frame to the next hold's first, with eased
 // progress. `load(k)` makes picture k at plan.PictureSize(k) (it runs ahead on a worker thread);
-// each effect is told to Uninitialize after its transition. Stops with the interrupt once a
-// signal has arrived.
-void RenderShow(const ShowPlan& plan, const Host& host,
+// each effect is told to Uninitialize after its transition. `host` makes the moving frames (it may
+// be null when no slide moves). Stops with the interrupt once a signal has arrived.
+void RenderShow(const ShowPlan& plan, const Host* host,
                 const std::function<ComPtr<ICIF>(std::size_t)>& load, AsyncSink& sink);
 
 }  // namespace kelo

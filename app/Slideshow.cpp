@@ -207,7 +207,7 @@ int RunSlideshow(const SlideshowOptions& options) {
   AsyncSink sink(MakeSink(output, {size.width, size.height, options.fps},
                           options.audio.empty() ? nullptr : &sound),
                  &progress);
-  RenderShow(plan, host, load, sink);
+  RenderShow(plan, &host, load, sink);
   sink.Finish();
   SaveSettings(effect, options.settings);
   ReportOutputs(output, sink.Outputs());

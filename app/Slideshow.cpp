@@ -93,7 +93,7 @@ int RunSlideshow(const SlideshowOptions& options) {
   if (!options.pictures.empty() && !options.timeline.empty())
     throw AppError(kExitUsage, "give the pictures or --timeline, not both");
   if (options.pictures.empty() && options.timeline.empty())
-    throw AppError(kExitUsage, "no pictures given: name them, or a timeline with --timeline");
+    throw AppError(kExitUsage, "pictures is required (or a timeline: --timeline FILE)");
   if (options.fitToAudio && options.audio.empty())
     throw AppError(kExitUsage, "--fit-to-audio needs the music: --audio FILE");
   if (!options.audio.empty() && !HoldsSound(OutputKindOf(output)))
@@ -127,9 +127,12 @@ int RunSlideshow(const SlideshowOptions& options) {
     if (options.fitToAudio) {
       long between = 0;
       for (long frames : transitions) between += frames;
+      // Measured before it is rounded to frames, which could not hold a length of days.
+      if (soundSeconds * options.fps > kMaxFrames)
+        throw AppError(kExitUsage, "the music's " + Number(soundSeconds) +
+                                       " seconds give more than " + std::to_string(kMaxFrames) +
+                                       " frames at " + ExactNumber(options.fps) + " fps");
       const long total = FrameCount(soundSeconds, options.fps);
-      if (total > kMaxFrames)
-        CheckFrameCount(total, options.fps, "the music's " + Number(soundSeconds) + " seconds");
       if (total < between)
         throw AppError(kExitUsage, "the music (" + Number(soundSeconds) +
                                        " s) is shorter than the transitions alone (" +
@@ -143,7 +146,9 @@ int RunSlideshow(const SlideshowOptions& options) {
     throw AppError(kExitUsage, "the holds and transitions give no frames at " +
                                    ExactNumber(options.fps) + " fps");
   CheckFrameCount(total, options.fps,
-                  std::to_string(count) + " pictures with their holds and transitions");
+                  options.timeline.empty()
+                      ? std::to_string(count) + " pictures with --hold and --duration"
+                      : "the " + std::to_string(count) + " slides of '" + options.timeline + "'");
   if (!size.Empty()) CheckOutputSize(output, size.width, size.height);
 
   Paths pictures, inputs;

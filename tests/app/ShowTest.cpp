@@ -28,6 +28,17 @@ double StreamSeconds(const std::filesystem::path& path, const std::string& type)
   return seconds;
 }
 
+// The mean loudness in dB of the sound from `start` for `seconds`, by ffmpeg's volumedetect.
+double MeanVolume(const std::filesystem::path& path, double start, double seconds) {
+  const std::string out =
+      Capture("ffmpeg -hide_banner -nostdin -ss " + std::to_string(start) + " -t " +
+              std::to_string(seconds) + " -i '" + path.string() +
+              "' -vn -af volumedetect -f null - 2>&1 | sed -n 's/.*mean_volume: //p'");
+  double decibels = 0;
+  std::sscanf(out.c_str(), "%lf", &decibels);
+  return decibels;
+}
+
 // Raw 24-bit frames of `width` x `height`, one after the other.
 std::vector<Image> RawFrames(const std::filesystem::path& path, unsigned width, unsigned height) {
   const std::string bytes = ReadFile(path);
@@ -75,6 +86,9 @@ TEST_F(ShowTest, TimelineShowsLastTheirTimeWithOrWithoutMusic) {
     const double video = StreamSeconds(Path("music.mp4"), "video");
     EXPECT_NEAR(video, 4.5, 0.01) << music;
     EXPECT_NEAR(StreamSeconds(Path("music.mp4"), "audio"), video, 0.03) << music;
+    // Fading out over the last 2 s: near the end far quieter than before the fade.
+    EXPECT_LT(MeanVolume(Path("music.mp4"), 4.3, 0.15), MeanVolume(Path("music.mp4"), 1, 0.5) - 12)
+        << music;
   }
   // Fitted to 8 s of music: the holds take what the two transitions leave (8 - 1 s).
   Succeeds(

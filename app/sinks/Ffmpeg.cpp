@@ -41,7 +41,9 @@ std::string Decimal(double value) {
 // The music's input and filters: looped without end, then cut at the video's length (exactly, to
 // the sample) and faded out over its last seconds.
 void AddSound(std::vector<std::string>& args, const SoundTrack& sound, bool webm) {
-  args.insert(args.end(), {"-stream_loop", "-1", "-i", sound.file.string()});
+  // Absolute, so that no file name is read as an option or a protocol ("-x", "http:...").
+  args.insert(args.end(),
+              {"-stream_loop", "-1", "-i", std::filesystem::absolute(sound.file).string()});
   std::string filter = "atrim=end=" + Decimal(sound.seconds) + ",asetpts=PTS-STARTPTS";
   if (sound.fadeOut) {
     const double fade = std::min(kFadeOutSeconds, sound.seconds);

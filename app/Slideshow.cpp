@@ -37,12 +37,12 @@ Timeline FromPictures(const std::vector<std::string>& pictures) {
 }
 
 // The settings a timeline gives a transition: its settings file, then each setting.
-void ApplyTimelineSettings(const TransitionSettings& effect, const TimelineTransition& spec) {
-  if (spec.settingsFile)
-    Located(spec.settingsFileOrigin, [&] {
-      if (auto error = effect.Load(*spec.settingsFile)) FailWith(*error);
+void ApplyTimelineSettings(const TransitionSettings& effect, const TimelineTransition& asked) {
+  if (asked.settingsFile)
+    Located(asked.settingsFileOrigin, [&] {
+      if (auto error = effect.Load(*asked.settingsFile)) FailWith(*error);
     });
-  for (const auto& setting : spec.settings)
+  for (const auto& setting : asked.settings)
     Located(setting.origin, [&] {
       if (auto error = effect.Set(setting.name, setting.value)) FailWith(*error);
     });
@@ -184,18 +184,18 @@ int RunSlideshow(const SlideshowOptions& options) {
     shown.holdFrames = holds[k];
     shown.motion = ResolveMotion(slide.motion.value_or(defaultMotion), k);
     if (k + 1 == count) break;
-    const TimelineTransition& spec = slide.transition;
+    const TimelineTransition& asked = slide.transition;
     const TransitionSettings* settings = &effect;
-    if (spec.OwnEffect()) {
-      settings = &own.emplace_back(CreateEffect(host, spec.name.value_or(transitionName),
-                                                spec.name ? spec.nameOrigin : spec.origin));
-      if (!spec.name) defaultSettings(*settings);
-      ApplyTimelineSettings(*settings, spec);
+    if (asked.OwnEffect()) {
+      settings = &own.emplace_back(CreateEffect(host, asked.name.value_or(transitionName),
+                                                asked.name ? asked.nameOrigin : asked.origin));
+      if (!asked.name) defaultSettings(*settings);
+      ApplyTimelineSettings(*settings, asked);
     }
     shown.effect = settings->Transition().Get();
     shown.effectName = settings->Name();
     shown.transitionFrames = transitions[k];
-    shown.easing = spec.easing.value_or(defaultEasing);
+    shown.easing = asked.easing.value_or(defaultEasing);
   }
 
   const DecodeOptions decoding{fitting.background, nullptr};

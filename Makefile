@@ -15,6 +15,8 @@ DEBIAN_PACKAGES += frei0r-plugins-dev melt gstreamer1.0-tools gstreamer1.0-plugi
   gstreamer1.0-plugins-bad
 # kelo studio (cpp-httplib, nlohmann-json) and its browser test (headless Chromium, Selenium)
 DEBIAN_PACKAGES += libcpp-httplib-dev nlohmann-json3-dev chromium chromium-driver python3-selenium
+# kelo slideshow --timeline (JSON files through nlohmann-json above, TOML through toml++)
+DEBIAN_PACKAGES += libtomlplusplus-dev
 
 ifeq ($(SANITIZE),1)
   BUILD := $(BUILD)-sanitize
@@ -84,7 +86,7 @@ clean:
 # goes to $(FUZZ_BUILD)/corpus/<target>). A crash, leak, sanitizer report or slow input fails.
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 20
-FUZZ_TARGETS := picture settings_xml folder_stream string_table registry transition
+FUZZ_TARGETS := picture settings_xml folder_stream string_table registry transition timeline
 
 fuzz: deps
 	cmake -S . -B $(FUZZ_BUILD) -DCMAKE_CXX_COMPILER=clang++ -DKELO_FUZZ=ON

@@ -50,20 +50,24 @@ std::wstring ResolveTransitionName(const Host& host, const std::string& name) {
   return *resolved;
 }
 
-TransitionSettings MakeEffect(const Host& host, const std::string& transition,
-                              const SettingsOptions& options) {
-  auto made = TransitionSettings::Create(host, transition);
-  if (!made) FailWith(made.Error());
+void ApplySettingsOptions(const TransitionSettings& effect, const SettingsOptions& options) {
   if (!options.loadFile.empty())
-    if (auto error = made->Load(options.loadFile)) FailWith(*error);
+    if (auto error = effect.Load(options.loadFile)) FailWith(*error);
   for (const auto& assignment : options.assignments) {
     const auto equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0)
       throw AppError(kExitUsage,
                      "bad --set '" + assignment + "': expected NAME=VALUE, e.g. Direction=Left");
-    if (auto error = made->Set(assignment.substr(0, equals), assignment.substr(equals + 1)))
+    if (auto error = effect.Set(assignment.substr(0, equals), assignment.substr(equals + 1)))
       FailWith(*error);
   }
+}
+
+TransitionSettings MakeEffect(const Host& host, const std::string& transition,
+                              const SettingsOptions& options) {
+  auto made = TransitionSettings::Create(host, transition);
+  if (!made) FailWith(made.Error());
+  ApplySettingsOptions(*made, options);
   return std::move(*made);
 }
 

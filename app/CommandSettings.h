@@ -27,6 +27,9 @@ void CheckSettingsOutput(const SettingsOptions& options,
 TransitionSettings MakeEffect(const Host& host, const std::string& transition,
                               const SettingsOptions& options);
 
+// Applies the user's settings to an effect: first those of a settings file, then each --set.
+void ApplySettingsOptions(const TransitionSettings& effect, const SettingsOptions& options);
+
 // Saves the effect's settings when asked: called once the command's output is complete, so that a
 // failed run writes no settings. Throws AppError.
 void SaveSettings(const TransitionSettings& effect, const SettingsOptions& options);

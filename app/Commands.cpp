@@ -7,6 +7,7 @@
 
 #include "app/Builtin.h"
 #include "app/CommandSettings.h"
+#include "app/CommandSupport.h"
 #include "app/Errors.h"
 #include "app/Files.h"
 #include "app/Interrupt.h"
@@ -14,6 +15,7 @@
 #include "app/Render.h"
 #include "app/Settings.h"
 #include "app/Sheet.h"
+#include "app/Show.h"
 #include "app/Text.h"
 #include "sdk/Properties.h"
 
@@ -22,7 +24,6 @@ namespace kelo {
 namespace {
 
 using kelo_text::Utf8FromWide;
-using Paths = std::vector<std::filesystem::path>;
 
 // The identities a host asks an effect for, in the order they are shown.
 struct KnownInterface {
@@ -40,51 +41,6 @@ const KnownInterface kInterfaces[] = {
     {"IShutter", IShutter::kIID},
     {"ITwirl", ITwirl::kIID},
 };
-
-// Checks an output before any work: its folder, that it overwrites no input, and for a frame
-// pattern every frame file it will write.
-void CheckVideoOutput(const std::filesystem::path& output, const Paths& inputs, long frames) {
-  const OutputKind kind = OutputKindOf(output);
-  if (kind == OutputKind::kPng)
-    throw AppError(kExitUsage, "'" + output.string() +
-                                   "' is a single picture: for frames use a pattern such as "
-                                   "frames/%04d.png, or 'kelo frame' for one frame");
-  if (kind == OutputKind::kMp4 || kind == OutputKind::kWebM) RequireFfmpeg(output);
-  if (kind != OutputKind::kPngFrames) return CheckOutputPath(output, inputs);
-  CheckFramePaths(output, frames, inputs);
-}
-
-struct Fitting {
-  Size size;  // empty when no size was asked for
-  FitMode mode;
-  Rgb background;
-};
-
-Fitting ParseFitting(const FitOptions& options) {
-  Fitting fitting{
-      .size = {}, .mode = ParseFit(options.fit), .background = ParseColour(options.background)};
-  if (!options.size.empty()) fitting.size = ParseSize(options.size);
-  return fitting;
-}
-
-void PrintOutputs(const Paths& outputs) {
-  if (outputs.size() > 3) {
-    std::printf("%s ... %s (%zu files)\n", outputs.front().c_str(), outputs.back().c_str(),
-                outputs.size());
-    return;
-  }
-  for (const auto& path : outputs) std::printf("%s\n", path.c_str());
-}
-
-// What a run wrote, on standard output; for a frame pattern, a warning first about frames of an
-// earlier, longer run that would play after the new ones.
-void ReportOutputs(const std::filesystem::path& output, const Paths& outputs) {
-  if (OutputKindOf(output) == OutputKind::kPngFrames) {
-    const std::string older = OlderFramesWarning(output, static_cast<long>(outputs.size()));
-    if (!older.empty()) std::fprintf(stderr, "kelo: warning: %s\n", older.c_str());
-  }
-  PrintOutputs(outputs);
-}
 
 }  // namespace
 
@@ -160,6 +116,7 @@ int RunRender(const RenderOptions& options) {
   const std::filesystem::path output = options.output;
   const long frames = std::max(2L, FrameCount(options.duration, options.fps));
   CheckFrameCount(frames, options.fps, "--duration");
+  const Easing easing = ParseEasing(options.easing);
   if (!size.Empty()) CheckOutputSize(output, size.width, size.height);
   ProbePicture(options.from);
   ProbePicture(options.to);
@@ -186,51 +143,7 @@ int RunRender(const RenderOptions& options) {
   ProgressBar progress(frames, ProgressBar::WantedFor(options.quiet));
   AsyncSink sink(MakeSink(output, {size.width, size.height, options.fps}), &progress);
   RenderTransition(effect.Transition().Get(), effect.Name(), from.Get(), to.Get(), frames, true,
-                   sink);
-  sink.Finish();
-  SaveSettings(effect, options.settings);
-  ReportOutputs(output, sink.Outputs());
-  return kExitOk;
-}
-
-int RunSlideshow(const SlideshowOptions& options) {
-  CheckFps(options.fps);
-  CheckSeconds(options.hold, "--hold", true);
-  CheckSeconds(options.duration, "--duration", true);
-  const Fitting fitting = ParseFitting(options.fitting);
-  Size size = fitting.size;
-  if (options.pictures.empty()) throw AppError(kExitUsage, "no pictures given");
-  SlideshowPlan plan{options.pictures.size(), FrameCount(options.hold, options.fps),
-                     FrameCount(options.duration, options.fps)};
-  if (plan.TotalFrames() == 0)
-    throw AppError(kExitUsage,
-                   "--hold and --duration give no frames at " + ExactNumber(options.fps) + " fps");
-  CheckFrameCount(plan.TotalFrames(), options.fps,
-                  std::to_string(plan.pictures) + " pictures with --hold and --duration");
-  const std::filesystem::path output = options.output;
-  if (!size.Empty()) CheckOutputSize(output, size.width, size.height);
-  const Paths inputs(options.pictures.begin(), options.pictures.end());
-  for (const auto& input : inputs) ProbePicture(input);
-  CheckVideoOutput(output, inputs, plan.TotalFrames());
-  CheckSettingsOutput(options.settings, inputs, output);
-
-  Host host;
-  // One effect for the whole show: Uninitialize after each transition makes the random
-  // transition pick again.
-  const auto effect = MakeEffect(host, options.transition, options.settings);
-  const auto transition = effect.Transition();
-  const DecodeOptions decoding{fitting.background, nullptr};
-  auto first = DecodePicture(host, inputs[0], decoding);
-  if (size.Empty()) size = PictureSize(first.Get());
-  auto load = [&](std::size_t k) {
-    auto picture = k == 0 ? first : DecodePicture(host, inputs[k], decoding);
-    return FitPicture(host, picture.Get(), size, fitting.mode, fitting.background);
-  };
-  ProgressBar progress(plan.TotalFrames(), ProgressBar::WantedFor(options.quiet));
-  AsyncSink sink(MakeSink(output, {size.width, size.height, options.fps}), &progress);
-  RenderSlideshow(
-      plan, load, [&](std::size_t) { return std::make_pair(transition.Get(), effect.Name()); },
-      sink);
+                   sink, easing);
   sink.Finish();
   SaveSettings(effect, options.settings);
   ReportOutputs(output, sink.Outputs());

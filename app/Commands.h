@@ -37,12 +37,14 @@ struct RenderOptions {
   SettingsOptions settings;
   double duration = 1.0;
   double fps = 30;
+  std::string easing = "linear";
   FitOptions fitting;  // no size: to's size
   bool quiet = false;
 };
 
 struct SlideshowOptions {
   std::vector<std::string> pictures;
+  std::string timeline;  // a timeline file instead of pictures
   std::string output;
   std::string transition = "RandomTransition";
   SettingsOptions settings;
@@ -51,6 +53,13 @@ struct SlideshowOptions {
   double fps = 30;
   FitOptions fitting;  // no size: the first picture's size
   bool quiet = false;
+  std::string easing = "linear";
+  std::string motion = "none";
+  std::string audio;  // music for MP4 and WebM
+  bool fitToAudio = false;
+  // Which options the command line gave: these override a timeline's defaults.
+  bool holdGiven = false, durationGiven = false, transitionGiven = false, easingGiven = false,
+       motionGiven = false;
 };
 
 struct SheetOptions {

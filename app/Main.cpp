@@ -78,6 +78,10 @@ std::string NoCommand(const CLI::App& app, int argc, char** argv) {
   return "no command given: use " + kelo::JoinAlternatives(names);
 }
 
+const char* const kEasingHelp =
+    "How time maps to the transition's progress: linear, ease, ease-in, ease-out, ease-in-out or "
+    "cubic-bezier(x1,y1,x2,y2)";
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -147,6 +151,7 @@ int main(int argc, char** argv) {
   renderCommand->add_option("--fps", render.fps, "Frames per second (1 to 240)")
       ->check(kNumber)
       ->capture_default_str();
+  renderCommand->add_option("--easing", render.easing, kEasingHelp)->capture_default_str();
   AddFitting(renderCommand, render.fitting, "Output size WxH (default: the size of --to)",
              "How pictures fill --size: contain, cover or stretch");
   renderCommand
@@ -164,9 +169,12 @@ int main(int argc, char** argv) {
   kelo::SlideshowOptions slideshow;
   auto* slideshowCommand = app.add_subcommand(
       "slideshow", "Turn pictures into a video with a transition between each pair");
-  slideshowCommand
-      ->add_option("pictures", slideshow.pictures, "The pictures, in order (PNG or JPEG)")
-      ->required();
+  slideshowCommand->add_option("pictures", slideshow.pictures,
+                               "The pictures, in order (PNG or JPEG); or use --timeline");
+  slideshowCommand->add_option(
+      "--timeline", slideshow.timeline,
+      "A timeline file (.json or .toml): slides with their pictures, holds, motion and "
+      "transitions; the options below override its defaults");
   slideshowCommand
       ->add_option("-o,--output", slideshow.output,
                    "show.mp4, show.webm, show.webp, show.gif, show.rgb or frames/%04d.png")
@@ -189,13 +197,25 @@ int main(int argc, char** argv) {
   AddFitting(slideshowCommand, slideshow.fitting,
              "Output size WxH (default: the first picture's size)",
              "How pictures fill the size: contain, cover or stretch");
+  slideshowCommand->add_option("--easing", slideshow.easing, kEasingHelp)->capture_default_str();
+  slideshowCommand
+      ->add_option("--motion", slideshow.motion,
+                   "Pan and zoom over held pictures: none, auto, zoom-in, zoom-out, pan-left, "
+                   "pan-right, pan-up or pan-down")
+      ->capture_default_str();
+  slideshowCommand->add_option("--audio", slideshow.audio,
+                               "Music for an MP4 or WebM show: cut to the show with a fade-out, or "
+                               "looped when shorter");
+  slideshowCommand->add_flag("--fit-to-audio", slideshow.fitToAudio,
+                             "Stretch the holds so that the show ends with the music");
   AddQuiet(slideshowCommand, slideshow.quiet);
   slideshowCommand->footer(
       "Examples:\n"
       "  kelo slideshow photos/*.jpg -o show.mp4 --hold 2 --duration 1 --transition "
       "RandomTransition\n"
       "  kelo slideshow a.jpg b.png c.jpg --size 1280x720 --fit cover -o show.webp\n"
-      "  kelo slideshow *.png --transition DissolveTransition --background white -o show.gif");
+      "  kelo slideshow *.png --transition DissolveTransition --background white -o show.gif\n"
+      "  kelo slideshow --timeline show.json --audio music.mp3 --motion auto -o show.mp4");
 
   kelo::SheetOptions sheet;
   auto* sheetCommand = app.add_subcommand(
@@ -262,7 +282,15 @@ int main(int argc, char** argv) {
     if (*listCommand) return kelo::RunList(list);
     if (*frameCommand) return kelo::RunFrame(frame);
     if (*renderCommand) return kelo::RunRender(render);
-    if (*slideshowCommand) return kelo::RunSlideshow(slideshow);
+    if (*slideshowCommand) {
+      auto given = [&](const char* name) { return slideshowCommand->count(name) > 0; };
+      slideshow.holdGiven = given("--hold");
+      slideshow.durationGiven = given("--duration");
+      slideshow.transitionGiven = given("--transition");
+      slideshow.easingGiven = given("--easing");
+      slideshow.motionGiven = given("--motion");
+      return kelo::RunSlideshow(slideshow);
+    }
     if (*sheetCommand) return kelo::RunSheet(sheet);
     if (*demoCommand) return kelo::RunDemo(demo);
     if (*studioCommand) return kelo::studio::RunStudio(studio);

@@ -2,9 +2,11 @@
 
 #include <cmath>
 #include <cstdio>
+#include <tuple>
 
 #include "app/Errors.h"
 #include "app/Interrupt.h"
+#include "app/Show.h"
 #include "app/Text.h"
 
 namespace kelo {
@@ -55,13 +57,13 @@ ComPtr<ICIF> RenderFrame(IKeloTransition* effect, const std::string& name, ICIF*
 }
 
 void RenderTransition(IKeloTransition* effect, const std::string& name, ICIF* from, ICIF* to,
-                      long frames, bool ends, AsyncSink& sink) {
+                      long frames, bool ends, AsyncSink& sink, const Easing& easing) {
   if (ends) frames = std::max(frames, 2L);
   for (long i = 0; i < frames; ++i) {
     ThrowIfInterrupted();
-    const double progress = ends ? static_cast<double>(i) / static_cast<double>(frames - 1)
-                                 : static_cast<double>(i + 1) / static_cast<double>(frames + 1);
-    sink.Add(RenderFrame(effect, name, from, to, progress));
+    const double time = ends ? static_cast<double>(i) / static_cast<double>(frames - 1)
+                             : static_cast<double>(i + 1) / static_cast<double>(frames + 1);
+    sink.Add(RenderFrame(effect, name, from, to, easing.Progress(time)));
   }
 }
 
@@ -69,22 +71,15 @@ void RenderSlideshow(
     const SlideshowPlan& plan, const std::function<ComPtr<ICIF>(std::size_t)>& load,
     const std::function<std::pair<IKeloTransition*, std::string>(std::size_t)>& effect,
     AsyncSink& sink) {
-  Prefetcher<ComPtr<ICIF>> pictures(plan.pictures, load);
-  ComPtr<ICIF> current = plan.pictures > 0 ? pictures.Next() : ComPtr<ICIF>();
+  ShowPlan show;
   for (std::size_t k = 0; k < plan.pictures; ++k) {
-    ThrowIfInterrupted();
-    // A hold is one picture shown for several frames: the sink decides how to store that.
-    sink.Add(current, static_cast<int>(plan.holdFrames));
+    ShowSlide& slide = show.slides.emplace_back();
+    slide.holdFrames = plan.holdFrames;
     if (k + 1 == plan.pictures) break;
-    ComPtr<ICIF> next = pictures.Next();
-    const auto [transition, name] = effect(k);
-    if (plan.transitionFrames > 0)
-      RenderTransition(transition, name, current.Get(), next.Get(), plan.transitionFrames, false,
-                       sink);
-    // Drops the effect's caches; a random transition picks anew and randomizes the pick.
-    transition->Uninitialize();
-    current = std::move(next);
+    std::tie(slide.effect, slide.effectName) = effect(k);
+    slide.transitionFrames = plan.transitionFrames;
   }
+  RenderShow(show, nullptr, load, sink);
 }
 
 }  // namespace kelo

@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "app/Easing.h"
 #include "app/Fit.h"
 #include "app/Pipeline.h"
 
@@ -30,9 +31,10 @@ ComPtr<ICIF> RenderFrame(IKeloTransition* effect, const std::string& name, ICIF*
 // `frames` frames of the transition from `from` to `to`, stopping with the interrupt (an
 // AppError) once a signal has arrived. With `ends`, the first and last frames
 // are at progress 0 and 1 (at least two frames); without, they lie strictly between (the pictures
-// themselves are shown by the holds around them).
+// themselves are shown by the holds around them). Frame times, evenly spaced, pass through
+// `easing` on their way to the effect.
 void RenderTransition(IKeloTransition* effect, const std::string& name, ICIF* from, ICIF* to,
-                      long frames, bool ends, AsyncSink& sink);
+                      long frames, bool ends, AsyncSink& sink, const Easing& easing = {});
 
 struct SlideshowPlan {
   std::size_t pictures = 0;
@@ -47,7 +49,8 @@ struct SlideshowPlan {
 // The slideshow: each picture held, then a transition to the next. `load(k)` makes picture k
 // at the output size (it runs ahead on a worker thread); `effect(k)` is the effect between
 // pictures k and k+1 and its name, and is told to Uninitialize after its transition. Stops with
-// the interrupt once a signal has arrived.
+// the interrupt once a signal has arrived. (A uniform show without motion: RenderShow, app/Show.h,
+// renders every other.)
 void RenderSlideshow(
     const SlideshowPlan& plan, const std::function<ComPtr<ICIF>(std::size_t)>& load,
     const std::function<std::pair<IKeloTransition*, std::string>(std::size_t)>& effect,

@@ -86,8 +86,15 @@ void CheckOutputSize(const std::filesystem::path& output, unsigned width, unsign
                                    std::to_string(height) + ": choose a smaller --size");
 }
 
-std::unique_ptr<FrameSink> MakeSink(const std::filesystem::path& output, VideoFormat format) {
+bool HoldsSound(OutputKind kind) {
+  return kind == OutputKind::kMp4 || kind == OutputKind::kWebM;
+}
+
+std::unique_ptr<FrameSink> MakeSink(const std::filesystem::path& output, VideoFormat format,
+                                    const SoundTrack* sound) {
   CheckOutputSize(output, format.width, format.height);
+  if (sound != nullptr && !HoldsSound(OutputKindOf(output)))
+    throw AppError(kExitUsage, "'" + output.string() + "' cannot hold sound: use .mp4 or .webm");
   switch (OutputKindOf(output)) {
     case OutputKind::kPngFrames:
       return MakePngFramesSink(output, format);
@@ -107,7 +114,7 @@ std::unique_ptr<FrameSink> MakeSink(const std::filesystem::path& output, VideoFo
     case OutputKind::kMp4:
     case OutputKind::kWebM:
       return MakeFfmpegSink(output, format, OutputKindOf(output) == OutputKind::kWebM,
-                            RequireFfmpeg(output));
+                            RequireFfmpeg(output), sound);
     case OutputKind::kPng:
       break;
   }

@@ -49,9 +49,22 @@ std::string FindFfmpeg();
 // what works without it.
 std::string RequireFfmpeg(const std::filesystem::path& output);
 
+// Music under a video: `file` (anything ffmpeg reads) is looped when shorter than the video and
+// cut at its end, `seconds`, fading out over the last kFadeOutSeconds when `fadeOut` is set.
+struct SoundTrack {
+  std::filesystem::path file;
+  double seconds = 0;
+  bool fadeOut = true;
+};
+inline constexpr double kFadeOutSeconds = 2;
+// True when the output kind can carry a sound track (MP4 and WebM).
+bool HoldsSound(OutputKind kind);
+
 // A sink for the output (the kind from OutputKindOf; kPng is not a video kind). Checks the
 // size, and that ffmpeg is there for MP4 and WebM; a GIF above kMaxGifFps is capped to it.
-std::unique_ptr<FrameSink> MakeSink(const std::filesystem::path& output, VideoFormat format);
+// `sound`, for MP4 and WebM only, is muxed in.
+std::unique_ptr<FrameSink> MakeSink(const std::filesystem::path& output, VideoFormat format,
+                                    const SoundTrack* sound = nullptr);
 
 // Passes frames arriving at `fps` on to `sink` at `cappedFps` (lower): each output frame shows the
 // frame that was showing when it starts, frames that fall between two are dropped, and the last

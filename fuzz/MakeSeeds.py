@@ -74,3 +74,18 @@ write("string_table", "escapes.strings", b"\xef\xbb\xbf# comment\n1 = a\\nb\\tc\
 write("registry", "registry.ini",
       b"Mappings\\x; comment\n[Workspace]\nInstallPath = /opt/kelo\n[Mappings]\n"
       b"Pictures=\" /home/me \"\n#x\nbroken line\n[ Other ]\nk=v\n\x01")
+
+# Timelines: the first byte picks JSON (0) or TOML (1).
+write("timeline", "example.json", b"\x00" + b'{"defaults": {"hold": 1, "duration": 0.5, '
+      b'"easing": "ease-in-out", "motion": "auto", "transition": "Dissolve"}, "slides": ['
+      b'{"picture": "a.png", "transition": {"name": "PushTransition", "settings": '
+      b'{"Direction": "Left", "Bands": 3, "Soft": true}, "settings_file": "p.xml"}}, '
+      b'{"picture": "b.jpg", "hold": 1.5, "transition": {"easing": "cubic-bezier(0.4,0,0.2,1)", '
+      b'"duration": 2e-1}}, "c.png", {"picture": "d.png", "motion": "zoom-in"}]}')
+write("timeline", "example.toml", b"\x01" + b'[defaults]\nhold = 1\neasing = "ease-out"\n'
+      b'motion = "pan-left"\ntransition = { name = "Cover", settings = { Direction = 2 } }\n\n'
+      b'[[slides]]\npicture = "a.png"\n[slides.transition]\nname = "Push"\nduration = 0.25\n'
+      b'easing = "linear"\nsettings = { Direction = "Left" }\n\n[[slides]]\npicture = "b.png"\n'
+      b'hold = 2\nwhen = 1979-05-27T07:32:00Z\n')
+write("timeline", "broken.json", b"\x00" + b'{"slides": [{"picture": "a.png",\n "hold": [1, {"x": null}]}, '
+      b'"\\u00e9\\ud83d\\ude00"], "slides": 1}')

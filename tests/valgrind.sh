@@ -48,5 +48,14 @@ for name in $("$kelo" list --names); do
   index=$((index + 1))
   echo "valgrind: $name: frame and render ($output) clean"
 done
+# A timeline show: parsing, per-slide effects and settings, eased transitions, pan and zoom.
+cat >show.json <<'SHOW'
+{"defaults": {"hold": 0.1, "duration": 0.1, "easing": "ease-in-out", "motion": "auto"},
+ "slides": [{"picture": "from.png", "transition": {"name": "PushTransition", "settings": {"Direction": "Left"}}},
+            {"picture": "to.png", "transition": {"name": "DissolveTransition", "easing": "cubic-bezier(0.4,0,0.2,1)"}},
+            {"picture": "from.png", "motion": "zoom-in"}]}
+SHOW
+memcheck slideshow --timeline show.json --size 64x48 --fps 30 --quiet -o show.rgb
+echo "valgrind: timeline slideshow clean"
 echo "valgrind: $runs runs of kelo, 0 errors, $definite bytes definitely lost," \
   "$suppressed bytes of the deliberate counter-cover leak suppressed"

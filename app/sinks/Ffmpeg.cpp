@@ -31,11 +31,34 @@ std::string LastLine(const std::filesystem::path& path) {
   return last;
 }
 
+std::string Decimal(double value) {
+  std::ostringstream text;
+  text.precision(10);
+  text << value;
+  return text.str();
+}
+
+// The music's input and filters: looped without end, then cut at the video's length (exactly, to
+// the sample) and faded out over its last seconds.
+void AddSound(std::vector<std::string>& args, const SoundTrack& sound, bool webm) {
+  // Absolute, so that no file name is read as an option or a protocol ("-x", "http:...").
+  args.insert(args.end(),
+              {"-stream_loop", "-1", "-i", std::filesystem::absolute(sound.file).string()});
+  std::string filter = "atrim=end=" + Decimal(sound.seconds) + ",asetpts=PTS-STARTPTS";
+  if (sound.fadeOut) {
+    const double fade = std::min(kFadeOutSeconds, sound.seconds);
+    filter += ",afade=t=out:st=" + Decimal(sound.seconds - fade) + ":d=" + Decimal(fade);
+  }
+  args.insert(args.end(), {"-map", "0:v:0", "-map", "1:a:0", "-af", filter});
+  if (webm)
+    args.insert(args.end(), {"-c:a", "libopus", "-b:a", "128k"});
+  else
+    args.insert(args.end(), {"-c:a", "aac", "-b:a", "192k"});
+}
+
 std::vector<std::string> Arguments(const std::string& program, VideoFormat format, bool webm,
-                                   const std::filesystem::path& target) {
-  std::ostringstream rate;
-  rate.precision(10);
-  rate << format.fps;
+                                   const std::filesystem::path& target, const SoundTrack* sound) {
+  const std::string rate = Decimal(format.fps);
   std::vector<std::string> args = {
       program,      "-hide_banner",
       "-nostdin",   "-loglevel",
@@ -43,8 +66,9 @@ std::vector<std::string> Arguments(const std::string& program, VideoFormat forma
       "-f",         "rawvideo",
       "-pix_fmt",   "rgb24",
       "-s",         std::to_string(format.width) + "x" + std::to_string(format.height),
-      "-framerate", rate.str(),
+      "-framerate", rate,
       "-i",         "pipe:0"};
+  if (sound != nullptr) AddSound(args, *sound, webm);
   if (webm) {
     args.insert(args.end(),
                 {"-c:v", "libvpx-vp9", "-b:v", "0", "-crf", "32", "-deadline", "realtime",
@@ -72,11 +96,11 @@ VideoFormat EncodedFormat(VideoFormat format, bool webm) {
 class FfmpegSink final : public FileSink {
  public:
   FfmpegSink(std::filesystem::path output, VideoFormat format, bool webm,
-             const std::string& program)
+             const std::string& program, const SoundTrack* sound)
       : FileSink(std::move(output), format),
         encoded_(EncodedFormat(format, webm)),
         log_(TemporaryPathFor(output_)) {
-    auto args = Arguments(program, encoded_, webm, Temporary());
+    auto args = Arguments(program, encoded_, webm, Temporary(), sound);
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0) throw AppError(kExitFailure, "cannot start ffmpeg: no pipe");
     const FileDescriptor read(ends[0]);
@@ -172,8 +196,9 @@ class FfmpegSink final : public FileSink {
 }  // namespace
 
 std::unique_ptr<FrameSink> MakeFfmpegSink(const std::filesystem::path& output, VideoFormat format,
-                                          bool webm, const std::string& program) {
-  return std::make_unique<FfmpegSink>(output, format, webm, program);
+                                          bool webm, const std::string& program,
+                                          const SoundTrack* sound) {
+  return std::make_unique<FfmpegSink>(output, format, webm, program, sound);
 }
 
 }  // namespace kelo

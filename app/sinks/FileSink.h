@@ -85,8 +85,10 @@ std::unique_ptr<FrameSink> MakePngFramesSink(const std::filesystem::path& patter
 std::unique_ptr<FrameSink> MakeWebPSink(const std::filesystem::path& output, VideoFormat format);
 std::unique_ptr<FrameSink> MakeGifSink(const std::filesystem::path& output, VideoFormat format);
 std::unique_ptr<FrameSink> MakeRawSink(const std::filesystem::path& output, VideoFormat format);
-// MP4 (H.264) or, with `webm`, WebM (VP9), encoded by the ffmpeg program at `program`.
+// MP4 (H.264, AAC) or, with `webm`, WebM (VP9, Opus), encoded by the ffmpeg program at
+// `program`, with `sound` when given.
 std::unique_ptr<FrameSink> MakeFfmpegSink(const std::filesystem::path& output, VideoFormat format,
-                                          bool webm, const std::string& program);
+                                          bool webm, const std::string& program,
+                                          const SoundTrack* sound = nullptr);
 
 }  // namespace kelo

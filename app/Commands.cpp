@@ -223,7 +223,7 @@ int RunSlideshow(const SlideshowOptions& options) {
   auto first = DecodePicture(host, inputs[0], decoding);
   if (size.Empty()) size = PictureSize(first.Get());
   auto load = [&](std::size_t k) {
-    auto picture = k == 0 ? first : DecodePicture(host, inputs[k], decoding);
+    auto picture = k == 0 ? std::move(first) : DecodePicture(host, inputs[k], decoding);
     return FitPicture(host, picture.Get(), size, fitting.mode, fitting.background);
   };
   ProgressBar progress(plan.TotalFrames(), ProgressBar::WantedFor(options.quiet));

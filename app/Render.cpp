@@ -69,10 +69,13 @@ void RenderSlideshow(
     const SlideshowPlan& plan, const std::function<ComPtr<ICIF>(std::size_t)>& load,
     const std::function<std::pair<IKeloTransition*, std::string>(std::size_t)>& effect,
     AsyncSink& sink) {
-  Prefetcher<ComPtr<ICIF>> pictures(plan.pictures, load);
+  // Each picture is decoded while the one before it is held, after the one before that was let
+  // go: no more than two whole pictures at a time.
+  Prefetcher<ComPtr<ICIF>> pictures(plan.pictures, load, 1);
   ComPtr<ICIF> current = plan.pictures > 0 ? pictures.Next() : ComPtr<ICIF>();
   for (std::size_t k = 0; k < plan.pictures; ++k) {
     ThrowIfInterrupted();
+    pictures.Ahead();
     // A hold is one picture shown for several frames: the sink decides how to store that.
     sink.Add(current, static_cast<int>(plan.holdFrames));
     if (k + 1 == plan.pictures) break;

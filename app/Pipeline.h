@@ -42,7 +42,7 @@ class ProgressBar {
 // without Finish(), it stops and the sink discards its output.
 class AsyncSink {
  public:
-  AsyncSink(std::unique_ptr<FrameSink> sink, ProgressBar* progress, std::size_t depth = 4);
+  AsyncSink(std::unique_ptr<FrameSink> sink, ProgressBar* progress, std::size_t depth = 1);
   ~AsyncSink();
   AsyncSink(const AsyncSink&) = delete;
   AsyncSink& operator=(const AsyncSink&) = delete;
@@ -75,12 +75,14 @@ class AsyncSink {
 };
 
 // Produces items 0..count-1 in order on a worker thread, at most `ahead` before they are taken.
+// Items are started by Ahead() (and by Next() when none is under way), so a caller that holds
+// large items starts the next one only once it has let go of the last.
 template <class T>
 class Prefetcher {
  public:
   Prefetcher(std::size_t count, std::function<T(std::size_t)> make, std::size_t ahead = 2)
       : count_(count), make_(std::move(make)), ahead_(ahead) {
-    Refill();
+    Ahead();
   }
   ~Prefetcher() {
     for (auto& pending : pending_)
@@ -88,18 +90,18 @@ class Prefetcher {
   }
   // The next item (rethrows what making it threw).
   T Next() {
-    Refill();
+    Ahead();
     T item = pending_.front().get();
     pending_.pop_front();
-    Refill();
     return item;
   }
-
- private:
-  void Refill() {
+  // Starts making items until `ahead` are under way or done.
+  void Ahead() {
     while (pending_.size() < ahead_ && started_ < count_)
       pending_.push_back(std::async(std::launch::async, make_, started_++));
   }
+
+ private:
   std::size_t count_;
   std::function<T(std::size_t)> make_;
   std::size_t ahead_;

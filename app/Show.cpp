@@ -35,13 +35,16 @@ ComPtr<ICIF> SlideFrame(const Host* host, const ShowPlan& plan, std::size_t k, I
 void RenderShow(const ShowPlan& plan, const Host* host,
                 const std::function<ComPtr<ICIF>(std::size_t)>& load, AsyncSink& sink) {
   const std::size_t count = plan.slides.size();
-  Prefetcher<ComPtr<ICIF>> pictures(count, load);
+  // Each picture is decoded while the one before it is held, after the one before that was let
+  // go: no more than two whole pictures at a time.
+  Prefetcher<ComPtr<ICIF>> pictures(count, load, 1);
   if (count == 0) return;
   ComPtr<ICIF> picture = pictures.Next();
   // The hold's first frame: made before the transition into it, which ends on it.
   ComPtr<ICIF> first = SlideFrame(host, plan, 0, picture.Get(), 0);
   for (std::size_t k = 0; k < count; ++k) {
     ThrowIfInterrupted();
+    pictures.Ahead();
     const ShowSlide& slide = plan.slides[k];
     ComPtr<ICIF> last = first;
     if (slide.motion == Motion::kNone) {

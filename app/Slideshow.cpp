@@ -203,7 +203,7 @@ int RunSlideshow(const SlideshowOptions& options) {
   if (size.Empty()) size = PictureSize(first.Get());
   plan.size = size;
   auto load = [&](std::size_t k) {
-    auto picture = k == 0 ? first : DecodePicture(host, pictures[k], decoding);
+    auto picture = k == 0 ? std::move(first) : DecodePicture(host, pictures[k], decoding);
     return FitPicture(host, picture.Get(), plan.PictureSize(k), fitting.mode, fitting.background);
   };
   const SoundTrack sound{options.audio, static_cast<double>(total) / options.fps,

@@ -82,6 +82,8 @@ sampleTree() {
       kids=()
       { read -r -a kids <"$children"; } 2>/dev/null || true
       queue+=("${kids[@]}")
+      # The command itself is the only child of /usr/bin/time.
+      if [ "$pid" = "$1" ] && ((${#kids[@]})); then commandPid=${kids[0]}; fi
     done
   done
 }
@@ -89,9 +91,10 @@ sampleTree() {
 # Runs "$@" to completion (its output in $work/run.log) and sets mWall (s), mCpu (user + sys of
 # the command and every child it waited for, s, from /usr/bin/time) and mPeak (MiB: the sum over
 # the command and its children of each one's own peak resident set, so a program and the encoder
-# it feeds count together).
+# it feeds count together) and mOwn (MiB: the command's own peak, without its children).
 measure() {
   declare -gA peakOf=()
+  commandPid=
   /usr/bin/time -f '%e %U %S' -o "$work/time.txt" "$@" >"$work/run.log" 2>&1 &
   local top=$! status=0 user sys peak=0 pid
   while kill -0 "$top" 2>/dev/null; do
@@ -107,6 +110,7 @@ measure() {
   mCpu=$(calc "$user + $sys")
   for pid in "${!peakOf[@]}"; do peak=$((peak + peakOf[$pid])); done
   mPeak=$(calc "$peak / 1024" 0)
+  mOwn=$(calc "${peakOf[${commandPid:-none}]:-0} / 1024" 0)
 }
 
 # Frames and seconds of a video's first stream, by decoding it.
@@ -254,7 +258,8 @@ for ((r = 1; r <= slideshowRuns; ++r)); do
   say "slideshow run $r of $slideshowRuns: kelo"
   rm -f "$work/kelo.mp4"
   measure "${keloShow[@]}" -o "$work/kelo.mp4"
-  keep keloWall "$mWall"; keep keloCpu "$mCpu"; keep keloPeak "$mPeak"
+  keep keloWall "$mWall"; keep keloCpu "$mCpu"; keep keloPeak "$mPeak"; keep keloOwn "$mOwn"
+  keep keloChild "$((mPeak - mOwn))"
   say "slideshow run $r of $slideshowRuns: ffmpeg xfade chain"
   measure ffmpeg -hide_banner -nostdin -loglevel error -y "${chainInputs[@]}" \
     -filter_complex "$chainFilter" -map '[v]' "${x264[@]}" "$work/chain.mp4"
@@ -387,6 +392,8 @@ each, $fade s dissolves, $fps fps, H.264 (\`${x264[*]}\`): $expectedFrames frame
   $(verdict "$wallRatio >= 1.5")), **${memoryRatio}** of its peak memory (target under 0.5:
   $(verdict "$memoryRatio < 0.5")).
 - kelo's whole run against the encoder alone: **${encoderRatio}x** the encoder's CPU time.
+- Of kelo's peak memory, kelo's own process held **${best[keloOwn]} MiB** and its \`ffmpeg\` child
+  ${best[keloChild]} MiB (the encoder alone: ${best[encoderPeak]} MiB).
 - Same length: $sameLength (all three videos and kelo's raw frames have $expectedFrames frames).
 
 How each was run ($slideshowRuns runs each; the smallest wall, CPU and memory figure kept). The

@@ -1,5 +1,6 @@
 #include "effects/Cover.h"
 
+#include <cstdint>
 #include <utility>
 
 #include "effects/Drawing.h"
@@ -18,6 +19,37 @@ const EffectDeclaration<CCover> CCover::kDeclaration{
     .pageOption = 256,
     .randomizeResult = 3,  // deliberately not S_OK: the cover family reports 3
 };
+
+namespace {
+
+struct Strip {
+  int x, y, width, height;
+};
+
+// Crush on a host that resamples into pictures that exist: each strip drawn straight into a new
+// picture of `to`'s shape and only the uncovered lines cleared, the pixels of the plain sequence
+// (a copy of `to` cleared, each strip resized and pasted) with three passes over the frame fewer.
+// The strips lie one after the other along `length`, the frame's height (rows) or width. Null
+// when the host cannot, the picture cannot be made, or the strips do not fit (progress outside
+// 0..1): the plain sequence then runs.
+ComPtr<ICIF> CrushInPlace(const Drawing& draw, ICIF* from, ICIF* to, const Strip& squeezed,
+                          const Strip& growing, bool rows, int length) {
+  const int a = rows ? squeezed.height : squeezed.width, b = rows ? growing.height : growing.width;
+  if (!draw.ResizesInto() || a < 0 || b < 0 || std::int64_t{a} + b > length) return nullptr;
+  ComPtr<ICIF> result = draw.NewLike(to);
+  if (!result) return nullptr;
+  for (const auto& [source, strip] : {std::pair{from, squeezed}, std::pair{to, growing}})
+    if (!draw.ResizeInto(result.Get(), source, strip.x, strip.y, strip.width, strip.height))
+      draw.ClearRegion(result.Get(), strip.x, strip.y, strip.width, strip.height);
+  if (a + b < length) {
+    const int w = rows ? squeezed.width : length - a - b,
+              h = rows ? length - a - b : squeezed.height;
+    draw.ClearRegion(result.Get(), rows ? 0 : a + b, rows ? a + b : 0, w, h);
+  }
+  return result;
+}
+
+}  // namespace
 
 HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) {
   const double p = progress;
@@ -92,25 +124,22 @@ HRESULT CCover::DoTransition(ICIF* from, ICIF* to, ICIF** out, double progress) 
       break;
     }
     case kCrush: {
-      // The outgoing picture squeezed into its strip, then the incoming one grown into its own:
-      // where each strip's top-left corner lands, per direction.
-      struct Corner {
-        int x, y;
-      };
-      const auto [squeezedAt, growingAt] =
-          direction == 0   ? std::pair{Corner{0, toH}, Corner{0, 0}}
-          : direction == 2 ? std::pair{Corner{0, 0}, Corner{0, fromH}}
-          : direction == 3 ? std::pair{Corner{toW, 0}, Corner{0, 0}}
-                           : std::pair{Corner{0, 0}, Corner{fromW, 0}};
+      // The outgoing picture squeezed into its strip and the incoming one grown into its own;
+      // lines the two leave uncovered (their sizes are truncated apart) show the cleared colour.
       const bool rows = direction == 0 || direction == 2;
-      ComPtr<ICIF> squeezed = rows ? draw.Resize(from, w, fromH) : draw.Resize(from, fromW, h);
+      const Strip squeezed = rows ? Strip{0, direction == 0 ? toH : 0, w, fromH}
+                                  : Strip{direction == 3 ? toW : 0, 0, fromW, h};
+      const Strip growing = rows ? Strip{0, direction == 2 ? fromH : 0, w, toH}
+                                 : Strip{direction == 1 ? fromW : 0, 0, toW, h};
+      result = CrushInPlace(draw, from, to, squeezed, growing, rows, rows ? h : w);
+      if (result) break;
+      ComPtr<ICIF> outgoing = draw.Resize(from, squeezed.width, squeezed.height);
       result = draw.Copy(to);
-      // Lines the two strips leave uncovered show the cleared colour, not `to`.
       draw.Clear(result.Get());
-      draw.Paste(result.Get(), squeezed.Get(), squeezedAt.x, squeezedAt.y);
-      squeezed.Reset();
-      ComPtr<ICIF> growing = rows ? draw.Resize(to, w, toH) : draw.Resize(to, toW, h);
-      draw.Paste(result.Get(), growing.Get(), growingAt.x, growingAt.y);
+      draw.Paste(result.Get(), outgoing.Get(), squeezed.x, squeezed.y);
+      outgoing.Reset();
+      ComPtr<ICIF> incoming = draw.Resize(to, growing.width, growing.height);
+      draw.Paste(result.Get(), incoming.Get(), growing.x, growing.y);
       break;
     }
     default:  // any other style shows the resized outgoing picture alone

@@ -4,7 +4,9 @@
 
 Drawing::Drawing()
     : transform_(ComPtr<ICIFTransform>::Adopt(CIFObject::CreateTransform())),
-      maths_(ComPtr<ICIFMaths>::Adopt(CIFObject::CreateMaths())) {}
+      maths_(ComPtr<ICIFMaths>::Adopt(CIFObject::CreateMaths())) {
+  if (transform_) transform_->QueryInterface(IKeloResizeInto::kIID, resizeInto_.PutVoid());
+}
 
 ComPtr<ICIF> Drawing::Resize(ICIF* source, int width, int height) const {
   ComPtr<ICIF> out;
@@ -12,6 +14,25 @@ ComPtr<ICIF> Drawing::Resize(ICIF* source, int width, int height) const {
     transform_->Resize(source, out.Put(), static_cast<unsigned>(width),
                        static_cast<unsigned>(height), 0, 1);
   return out;
+}
+
+bool Drawing::ResizeInto(ICIF* destination, ICIF* source, int x, int y, int width,
+                         int height) const {
+  if (!resizeInto_ || destination == nullptr || source == nullptr) return false;
+  const ComPtr<ICIFSubImage> region = Region();
+  return region && Succeeded(region->Create(destination, x, y, width, height, 0, 0)) &&
+         Succeeded(resizeInto_->ResizeInto(source, region.Get()));
+}
+
+ComPtr<ICIF> Drawing::NewLike(ICIF* like) const {
+  unsigned width = 0, height = 0, planes = 0;
+  int bits = 0, format = 0, formatC = 0;
+  if (like == nullptr || Failed(like->GetSize(&width, &height, &planes)) ||
+      Failed(like->GetFormat(&bits, &format, &formatC)))
+    return nullptr;
+  auto picture = ComPtr<ICIFImageDIB>::Adopt(CIFObject::CreateImageDIB());
+  if (!picture || Failed(picture->Create(width, height, planes, bits, format))) return nullptr;
+  return ComPtr<ICIF>::Adopt(picture.Detach());
 }
 
 ComPtr<ICIF> Drawing::Copy(ICIF* source) const {
@@ -22,6 +43,12 @@ ComPtr<ICIF> Drawing::Copy(ICIF* source) const {
 
 void Drawing::Clear(ICIF* picture) const {
   if (maths_ && picture != nullptr) maths_->Clear(picture, nullptr, 0);
+}
+
+void Drawing::ClearRegion(ICIF* picture, int x, int y, int width, int height) const {
+  const ComPtr<ICIFSubImage> region = Region();
+  if (region && picture != nullptr && Succeeded(region->Create(picture, x, y, width, height, 0, 0)))
+    Clear(region.Get());
 }
 
 void Drawing::Paste(ICIF* destination, ICIF* source, int x, int y, ICIF* mask) const {

@@ -13,8 +13,18 @@ class Drawing {
   Drawing();  // makes a "CIFTransform" and a "CIFMaths" for this frame
 
   ComPtr<ICIF> Resize(ICIF* source, int width, int height) const;
+  // Whether the host resamples into pictures that exist (ResizeInto can draw).
+  bool ResizesInto() const { return static_cast<bool>(resizeInto_); }
+  // Draws `source` resampled to the region (x, y, width, height) of `destination`, which must lie
+  // inside it: the pixels Resize and Paste would give, with no picture in between. False when
+  // nothing was drawn (the host cannot, or failed).
+  bool ResizeInto(ICIF* destination, ICIF* source, int x, int y, int width, int height) const;
+  // A new picture of `like`'s size and format whose pixels are unspecified; null on failure.
+  ComPtr<ICIF> NewLike(ICIF* like) const;
   ComPtr<ICIF> Copy(ICIF* source) const;
   void Clear(ICIF* picture) const;
+  // Clears the region (x, y, width, height) of `picture`, through a sub-picture.
+  void ClearRegion(ICIF* picture, int x, int y, int width, int height) const;
   // With a mask, only where the host's mask selects; the destination itself as its mask draws
   // only where nothing was drawn since its Clear.
   void Paste(ICIF* destination, ICIF* source, int x, int y, ICIF* mask = nullptr) const;
@@ -35,6 +45,7 @@ class Drawing {
 
  private:
   ComPtr<ICIFTransform> transform_;
+  ComPtr<IKeloResizeInto> resizeInto_;  // the same transform, when the host offers it
   ComPtr<ICIFMaths> maths_;
 };
 

@@ -102,6 +102,19 @@ struct ICIFTransform : IUnknown {
   ~ICIFTransform() = default;
 };
 
+// Offered beside ICIFTransform by kelo's own imaging host (ask its transform object with
+// QueryInterface; another host may not answer it): resampling into a picture that exists, such
+// as a sub-picture of a frame being drawn, where Resize makes a new picture that is then pasted.
+struct IKeloResizeInto : IUnknown {
+  static constexpr IID kIID = IIDFromName("IKeloResizeInto");
+  // destination's pixels become the bytes Resize gives for source at the destination's size,
+  // converted to the destination's depth as Paste converts them.
+  virtual HRESULT ResizeInto(ICIF* source, ICIF* destination) = 0;  // 3
+
+ protected:
+  ~IKeloResizeInto() = default;
+};
+
 struct ICIFMaths : IUnknown {
   static constexpr IID kIID = IIDFromName("ICIFMaths");
   virtual HRESULT Clear(ICIF* picture, ICIF* mask, int reserved) = 0;  // 3

@@ -22,7 +22,8 @@ bool OneAxisShape(const Surface& from, const Surface& to);
 // Resamples `from` into `to` (a shape OneAxisShape accepts; strides of either sign) along the
 // axis that changes. Shrinking, each result pixel is the average of the source interval it
 // covers, end pixels weighted by the part inside; growing, it interpolates linearly between the
-// two source pixels around its centre (edge pixels repeated). E_FAIL when out of memory.
+// two source pixels around its centre (edge pixels repeated). E_FAIL when out of memory, with
+// `to` untouched (everything is taken before the first write).
 HRESULT ResampleOneAxis(const Surface& from, const Surface& to, ResamplePath path);
 
 }  // namespace host::imaging

@@ -315,9 +315,10 @@ void ResampleRowsAvx512(const Surface& from, const Surface& to, const AxisTaps& 
 void ResampleColumnsAvx512(const Surface& from, const Surface& to, const AxisTaps& taps) {
   const std::size_t rowBytes = to.RowBytes();
   const std::size_t vectorBytes = rowBytes / 64 * 64;
+  // Taken before anything is written: a failure leaves the result as it was.
+  std::vector<std::uint16_t> sums(rowBytes - vectorBytes);
   if (vectorBytes > 0) ColumnsKernel(from, to, taps, vectorBytes);
   if (vectorBytes == rowBytes) return;
-  std::vector<std::uint16_t> sums(rowBytes - vectorBytes);
   for (unsigned i = 0; i < to.height; ++i)
     BlendColumnsPlain(from, to.Row(i), taps, static_cast<int>(i), vectorBytes, rowBytes,
                       sums.data());

@@ -43,6 +43,22 @@ bool Upright(const Surface& s, PoolBuffer* keep, Surface* out) {
 // OpenCV's remapping addresses source pixels with 16-bit coordinates.
 constexpr unsigned kMaxRemapSide = 32000;
 
+// The picture between ResampleTwoAxes' passes (its size; `from`'s depth).
+Surface Between(const Surface& from, const Surface& to) {
+  Surface between = from;
+  if (to.height < from.height)
+    between.height = to.height;
+  else
+    between.width = to.width;
+  return between;
+}
+
+bool TwoAxesShape(const Surface& from, const Surface& to) {
+  if (from.bits != to.bits || from.Empty() || to.Empty()) return false;
+  const Surface between = Between(from, to);
+  return OneAxisShape(from, between) && OneAxisShape(between, to);
+}
+
 }  // namespace
 
 // Both sides change: the area average and the interpolation are separable, so two one-axis
@@ -50,13 +66,8 @@ constexpr unsigned kMaxRemapSide = 32000;
 // that lessens the rows comes first, so the wider pass has fewer rows to do. S_FALSE when a pass
 // is a shape the one-axis resampler does not take (a shrink by more than 256).
 HRESULT ResampleTwoAxes(const Surface& from, const Surface& to, ResamplePath path) {
-  if (from.bits != to.bits || from.Empty() || to.Empty()) return S_FALSE;
-  Surface between = from;
-  if (to.height < from.height)
-    between.height = to.height;
-  else
-    between.width = to.width;
-  if (!OneAxisShape(from, between) || !OneAxisShape(between, to)) return S_FALSE;
+  if (!TwoAxesShape(from, to)) return S_FALSE;
+  Surface between = Between(from, to);
   const std::size_t stride = Picture::StrideFor(between.RowBytes());
   PoolBuffer buffer(stride * between.height);
   if (!buffer) return E_FAIL;
@@ -84,6 +95,13 @@ HRESULT ResizeSurface(const Surface& from, const Surface& to) {
   if (OneAxisShape(from, to)) return ResampleOneAxis(from, to, FastestResamplePath());
   if (HRESULT hr = ResampleTwoAxes(from, to, FastestResamplePath()); hr != S_FALSE) return hr;
   return ResampleGeneral(from, to);
+}
+
+// Whether ResizeSurface takes everything it needs before it writes `to`, so that a failure leaves
+// `to` as it was: every shape but the general resampler's (OpenCV makes no such promise).
+bool TakesMemoryFirst(const Surface& from, const Surface& to) {
+  return from.Empty() || (from.width == to.width && from.height == to.height) ||
+         OneAxisShape(from, to) || TwoAxesShape(from, to);
 }
 
 }  // namespace
@@ -141,6 +159,40 @@ HRESULT PictureTransform::Resize(ICIF* source, ICIF** out, unsigned width, unsig
   hr = ResizeSurface(from, result->surface());
   if (Failed(hr)) return hr;
   *out = result.Detach()->AsICIF();
+  return S_OK;
+}
+
+HRESULT PictureTransform::ResizeInto(ICIF* source, ICIF* destination) {
+  Surface from, to;
+  if (HRESULT hr = ReadSurface(source, &from); Failed(hr)) return hr;
+  if (HRESULT hr = ReadSurface(destination, &to); Failed(hr)) return hr;
+  if (to.Empty()) return S_OK;
+  // Straight into the destination's rows when they can take the resampler's output as it is and
+  // a failure would leave them untouched; otherwise into a pooled picture of the source's depth,
+  // converted row by row as Paste does.
+  const bool direct =
+      from.bits == to.bits && to.stride > 0 && !Overlaps(from, to) && TakesMemoryFirst(from, to);
+  PoolBuffer buffer;
+  Surface resized = to;
+  if (!direct) {
+    resized.bits = from.bits;
+    resized.format = from.format;
+    resized.stride = static_cast<std::ptrdiff_t>(Picture::StrideFor(resized.RowBytes()));
+    buffer = PoolBuffer(static_cast<std::size_t>(resized.stride) * resized.height);
+    if (!buffer) return E_FAIL;
+    resized.first = buffer.data();
+  }
+  if (HRESULT hr = ResizeSurface(from, resized); Failed(hr)) return hr;
+  try {
+    const RowConverter convert = ConverterFor(resized.bits, to.bits);
+    const CoverageTarget coverage = CoverageOf(destination);
+    for (unsigned y = 0; y < to.height; ++y) {
+      if (!direct) convert(resized.Row(y), to.Row(y), to.width);
+      if (coverage) coverage.Add(y, 0, static_cast<int>(to.width));
+    }
+  } catch (...) {
+    return E_FAIL;  // no memory for the record of drawn pixels
+  }
   return S_OK;
 }
 

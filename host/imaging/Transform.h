@@ -16,7 +16,9 @@ namespace host::imaging {
 //   Paste, and drawn pixels are recorded for a later Paste with the destination as mask.
 //   Sides up to 32000 pixels.
 // Finish: the picture is complete; drops its record of drawn pixels. Pixels are not touched.
-class PictureTransform final : public HostObject<PictureTransform, ICIFTransform> {
+// ResizeInto: Resize and Paste in one, with no new picture in between when the depths agree; the
+//   destination's pixels are recorded as drawn, as Paste records them.
+class PictureTransform final : public HostObject<PictureTransform, ICIFTransform, IKeloResizeInto> {
  public:
   HRESULT Reserved3() override { return E_NOTIMPL; }
   HRESULT Reserved4() override { return E_NOTIMPL; }
@@ -32,6 +34,7 @@ class PictureTransform final : public HostObject<PictureTransform, ICIFTransform
   HRESULT Warp(ITransform* transform, ICIF* source, ICIF* destination, double ox, double oy,
                double sx, double sy) override;
   HRESULT Finish(ICIF* picture) override;
+  HRESULT ResizeInto(ICIF* source, ICIF* destination) override;
 };
 
 // The resampler for any change of size (OpenCV's): a destination `to` of the source's depth,

@@ -9,6 +9,7 @@
 #include "host/imaging/Resample.h"
 #include "host/imaging/Transform.h"
 #include "sdk/Imaging.h"
+#include "tests/common/GuardedPicture.h"
 #include "tests/common/TestHost.h"
 #include "tests/host/ImagingTestSupport.h"
 
@@ -333,6 +334,76 @@ TEST_F(ImagingResize, ResizeCopiesAtTheSameSizeAndTakesTheOneAxisPath) {
       EXPECT_EQ(Resampled(flipped.surface, w, h, path), plain)
           << w << "x" << h << ", path " << static_cast<int>(path);
   }
+}
+
+// Catches: ResizeInto giving other pixels than Resize then Paste on any of its ways (straight into
+// the rows along one axis, two axes or at the same size; through a picture for another depth, a
+// region of the source itself, a bottom-up destination, a shrink only the general resampler
+// takes); drawing outside its region; a drawn region left out of the record a masked paste reads.
+TEST_F(ImagingResize, ResizeIntoIsResizeThenPaste) {
+  auto transform = Make<ICIFTransform>(L"CIFTransform");
+  auto maths = Make<ICIFMaths>(L"CIFMaths");
+  auto into = transform.As<IKeloResizeInto>();
+  ASSERT_TRUE(into);
+  auto pattern = [](unsigned x, unsigned y, unsigned c) {
+    return static_cast<unsigned char>((x * 37 + y * 91 + c * 53) ^ (x * y));
+  };
+  auto region = [](ICIF* picture, int x, int y, int w, int h) {
+    auto sub = Make<ICIFSubImage>(L"CIFSubImage");
+    EXPECT_EQ(sub->Create(picture, x, y, w, h, 0, 0), S_OK);
+    return sub;
+  };
+  // What Resize then Paste make of a copy of `destination`.
+  auto expected = [&](ICIF* source, ICIF* destination, int x, int y, int w, int h) {
+    ComPtr<ICIF> copy, resized;
+    EXPECT_EQ(maths->Copy(copy.Put(), destination, 0, 0), S_OK);
+    EXPECT_EQ(transform->Resize(source == destination ? copy.Get() : source, resized.Put(),
+                                static_cast<unsigned>(w), static_cast<unsigned>(h), 0, 1),
+              S_OK);
+    EXPECT_EQ(maths->Paste(copy.Get(), resized.Get(), nullptr, x, y), S_OK);
+    return testhost::Bytes(copy.Get());
+  };
+  const auto wide = testhost::MakePicture(700, 3, 24, pattern);
+  for (int fromBits : {24, 8, 32}) {
+    const auto source = testhost::MakePicture(41, 23, fromBits, pattern);
+    for (int toBits : {24, 32}) {
+      for (auto [w, h] : {std::pair{30, 23}, {41, 11}, {41, 40}, {20, 30}, {41, 23}, {1, 1}}) {
+        const auto destination = testhost::MakePicture(50, 45, toBits, pattern);
+        const auto want = expected(source.Get(), destination.Get(), 3, 5, w, h);
+        ASSERT_EQ(into->ResizeInto(source.Get(), region(destination.Get(), 3, 5, w, h).Get()),
+                  S_OK);
+        EXPECT_EQ(testhost::Bytes(destination.Get()), want)
+            << fromBits << " to " << toBits << " bits, " << w << "x" << h;
+      }
+    }
+  }
+  // A region of the source itself, squeezed over its own rows.
+  const auto self = testhost::MakePicture(41, 23, 24, pattern);
+  const auto want = expected(self.Get(), self.Get(), 0, 11, 41, 12);
+  ASSERT_EQ(into->ResizeInto(self.Get(), region(self.Get(), 0, 11, 41, 12).Get()), S_OK);
+  EXPECT_EQ(testhost::Bytes(self.Get()), want);
+  // A bottom-up picture of another module, and a shrink by 350 along x.
+  testhost::GuardedPicture guarded(31, 17, 32, 8, true), plain(31, 17, 32, 8, true);
+  ASSERT_EQ(into->ResizeInto(wide.Get(), &guarded), S_OK);
+  ComPtr<ICIF> resized;
+  ASSERT_EQ(transform->Resize(wide.Get(), resized.Put(), 31, 17, 0, 1), S_OK);
+  ASSERT_EQ(maths->Paste(&plain, resized.Get(), nullptr, 0, 0), S_OK);
+  EXPECT_EQ(testhost::Bytes(&guarded), testhost::Bytes(&plain));
+  const auto strip = testhost::MakePicture(9, 3, 24, pattern);
+  const auto stripWant = expected(wide.Get(), strip.Get(), 7, 0, 2, 3);
+  ASSERT_EQ(into->ResizeInto(wide.Get(), region(strip.Get(), 7, 0, 2, 3).Get()), S_OK);
+  EXPECT_EQ(testhost::Bytes(strip.Get()), stripWant);
+  // Drawn into a cleared picture, the region is recorded: a paste with the picture as its own
+  // mask fills only the rest.
+  const auto cleared = testhost::MakePicture(20, 10, 24, pattern);
+  const auto white = testhost::MakePicture(
+      20, 10, 24, [](unsigned, unsigned, unsigned) { return static_cast<unsigned char>(255); });
+  ASSERT_EQ(maths->Clear(cleared.Get(), nullptr, 0), S_OK);
+  ASSERT_EQ(into->ResizeInto(self.Get(), region(cleared.Get(), 0, 0, 20, 4).Get()), S_OK);
+  auto drawn = testhost::Bytes(cleared.Get());
+  ASSERT_EQ(maths->Paste(cleared.Get(), white.Get(), cleared.Get(), 0, 0), S_OK);
+  std::fill(drawn.begin() + 4 * 20 * 3, drawn.end(), 255);
+  EXPECT_EQ(testhost::Bytes(cleared.Get()), drawn);
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 // reported as success, leaving its object changed or leaking.
 #include <span>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "host/core/Components.h"
@@ -144,6 +146,32 @@ TEST_F(ImagingOutOfMemory, EveryOperationReportsAFailedAllocation) {
                           std::to_string(to.width) + "x" + std::to_string(to.height),
                       [&, to] { return host::imaging::ResampleOneAxis(from, to, path); });
     }
+  }
+  // Resampling into a region of a picture: its pixels are kept when memory runs out, straight
+  // into its rows (one axis, two axes), through a picture of the source's depth, or through the
+  // general resampler (a shrink by more than 256).
+  const auto into = transform.As<IKeloResizeInto>();
+  const auto wide = Picture(600, 2, 32), shallow = Picture(60, 40, 24);
+  struct Region {
+    PictureRef picture;
+    ComPtr<ICIFSubImage> region;
+    std::vector<unsigned char> before;
+  };
+  for (auto [what, from, w, h] : {std::tuple{"one axis", &source, 60, 29},
+                                  {"two axes", &source, 23, 29},
+                                  {"another depth", &shallow, 60, 29},
+                                  {"general", &wide, 2, 2}}) {
+    sweep(
+        std::string("ResizeInto, ") + what,
+        [w, h] {
+          Region state{Picture(70, 50, 32), Make<ICIFSubImage>(L"CIFSubImage"), {}};
+          state.picture.As<ICIFImage>()->Fill(7);  // the sources are all 120
+          EXPECT_EQ(state.region->Create(state.picture.Get(), 5, 3, w, h, 0, 0), S_OK);
+          state.before = Bytes(state.picture);
+          return state;
+        },
+        [&, from](Region& state) { return into->ResizeInto(from->Get(), state.region.Get()); },
+        [](Region& state, HRESULT hr) { KeptOnFailure(hr, Bytes(state.picture), state.before); });
   }
   sweep(
       "Clear", [] { return Picture(90, 70, 24); },

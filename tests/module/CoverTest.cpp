@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "effects/Cover.h"
 #include "tests/common/TestHost.h"
@@ -114,6 +115,54 @@ TEST(Cover, CrushSqueezesBothPicturesAndClearsTheGap) {
                                                                     : 0);
         const std::size_t at = rows ? l * 30u + 12 : 4 * 30u + l * 3u;
         ASSERT_EQ(bytes[at], expected) << "p " << p << " direction " << direction << " line " << l;
+      }
+    }
+  }
+}
+
+// Catches: crush drawn straight into the frame (on a host that resamples into pictures) giving
+// other bytes than the plain sequence of host operations it stands for (a copy of `to` cleared,
+// each strip resized and pasted): a strip in the wrong place or of the wrong size, a gap line not
+// cleared or one cleared too many, a strip drawing past its edge into the other, a depth not
+// converted, `from` of another size or depth, progress outside 0..1.
+TEST(Cover, CrushInPlaceGivesThePlainSequencesBytes) {
+  auto transform = testhost::Create<ICIFTransform>(L"CIFTransform");
+  auto maths = testhost::Create<ICIFMaths>(L"CIFMaths");
+  ASSERT_TRUE(transform.As<IKeloResizeInto>()) << "the host offers no fast path to compare";
+  auto noise = [](unsigned x, unsigned y, unsigned c) {
+    return static_cast<unsigned char>((x * 37 + y * 91 + c * 53) ^ (x * y));
+  };
+  auto plain = [&](ICIF* from, ICIF* to, int direction, double p) {
+    unsigned w = 0, h = 0, planes = 0;
+    to->GetSize(&w, &h, &planes);
+    const bool rows = direction == 0 || direction == 2;
+    const int n = static_cast<int>(rows ? h : w), k = static_cast<int>(n * p),
+              r = static_cast<int>(n * (1.0 - p));
+    ComPtr<ICIF> result, squeezed, growing;
+    transform->Resize(from, squeezed.Put(), rows ? w : r, rows ? r : h, 0, 1);
+    transform->Resize(to, growing.Put(), rows ? w : k, rows ? k : h, 0, 1);
+    maths->Copy(result.Put(), to, 0, 0);
+    maths->Clear(result.Get(), nullptr, 0);
+    const int squeezedAt = direction == 0 || direction == 3 ? k : 0;
+    const int growingAt = direction == 1 || direction == 2 ? r : 0;
+    maths->Paste(result.Get(), squeezed.Get(), nullptr, rows ? 0 : squeezedAt,
+                 rows ? squeezedAt : 0);
+    maths->Paste(result.Get(), growing.Get(), nullptr, rows ? 0 : growingAt, rows ? growingAt : 0);
+    return Bytes(result.Get());
+  };
+  for (int toBits : {24, 32}) {
+    const auto to = MakePicture(37, 20, toBits, noise);
+    for (auto [fromWidth, fromHeight, fromBits] :
+         {std::tuple{37u, 20u, toBits}, {23u, 31u, toBits}, {37u, 20u, 8}, {40u, 9u, 24}}) {
+      const auto from = MakePicture(fromWidth, fromHeight, fromBits, noise);
+      // 0.35 leaves a line of 20 and a column of 37 to neither strip.
+      for (double p : {0.0, 0.01, 0.35, 0.5, 0.77, 1.0, -0.2, 1.3}) {
+        for (int direction : {0, 1, 2, 3}) {
+          const auto frame = Render(MakeCover(2, direction).Get(), from.Get(), to.Get(), p);
+          EXPECT_EQ(Bytes(frame.Get()), plain(from.Get(), to.Get(), direction, p))
+              << toBits << " bits, from " << fromWidth << "x" << fromHeight << "x" << fromBits
+              << ", p " << p << ", direction " << direction;
+        }
       }
     }
   }

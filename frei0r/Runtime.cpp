@@ -257,13 +257,25 @@ void KeloFrei0rDestruct(f0r_instance_t handle) try {
 } catch (...) {
 }
 
+namespace {
+
+constexpr std::size_t kNoParameter = static_cast<std::size_t>(-1);
+
+// The index of the parameter a host names, or kNoParameter for a call to refuse.
+std::size_t ParameterIndex(const Instance* instance, const void* param, int index) {
+  if (instance == nullptr || param == nullptr || index < 0 ||
+      index >= static_cast<int>(instance->given.size()))
+    return kNoParameter;
+  return static_cast<std::size_t>(index);
+}
+
+}  // namespace
+
 void KeloFrei0rSetParam(f0r_instance_t handle, f0r_param_t param, int index) try {
   using namespace kelo::frei0r;
   auto* instance = static_cast<Instance*>(handle);
-  if (instance == nullptr || param == nullptr || index < 0 ||
-      index >= static_cast<int>(instance->given.size()))
-    return;
-  const auto at = static_cast<std::size_t>(index);
+  const std::size_t at = ParameterIndex(instance, param, index);
+  if (at == kNoParameter) return;
   const Parameter& parameter = instance->plugin->parameters[at];
   // Hosts give every parameter on every frame: only a change reaches the effect.
   std::string key;
@@ -284,10 +296,8 @@ void KeloFrei0rSetParam(f0r_instance_t handle, f0r_param_t param, int index) try
 void KeloFrei0rGetParam(f0r_instance_t handle, f0r_param_t param, int index) try {
   using namespace kelo::frei0r;
   auto* instance = static_cast<Instance*>(handle);
-  if (instance == nullptr || param == nullptr || index < 0 ||
-      index >= static_cast<int>(instance->given.size()))
-    return;
-  const auto at = static_cast<std::size_t>(index);
+  const std::size_t at = ParameterIndex(instance, param, index);
+  if (at == kNoParameter) return;
   const Parameter& parameter = instance->plugin->parameters[at];
   Runtime& runtime = Runtime::Get();
   std::lock_guard guard(runtime.ModuleLock());

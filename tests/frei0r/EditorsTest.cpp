@@ -10,6 +10,7 @@
 #include <string>
 
 #include "tests/app/ProgramTestSupport.h"
+#include "tests/common/ScratchFolder.h"
 
 namespace {
 
@@ -35,14 +36,8 @@ double ShareOf(const Image& frame, const Image& a, const Image& b) {
 class EditorsTest : public testing::Test {
  protected:
   void SetUp() override {
-    char name[] = "/tmp/kelo-frei0r-test-XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    dir_ = name;
+    ASSERT_FALSE(dir_.empty());
     Pictures(640, 360);
-  }
-  void TearDown() override {
-    std::error_code ignored;
-    fs::remove_all(dir_, ignored);
   }
 
   // a.png and b.png of that size, and a melt profile for it at 25 fps (melt 7.12 crashes on a
@@ -116,7 +111,8 @@ class EditorsTest : public testing::Test {
 
   std::string Log() { return apptest::ReadFile(dir_ / "log"); }
 
-  fs::path dir_;
+  testsupport::ScratchFolder scratch_{"kelo-frei0r-test"};
+  const fs::path dir_ = scratch_.Path();
   Image a_, b_;
 };
 

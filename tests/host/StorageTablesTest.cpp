@@ -117,7 +117,7 @@ TEST(StorageRegistry, InstallPathDefaultAndFailedWrites) {
   const std::string bin = folder.File("_binARM64"), path = bin + "/registry.ini";
   ASSERT_EQ(mkdir(bin.c_str(), 0777), 0);
   RegistryStore store(path);
-  EXPECT_EQ(Get(store, L"Workspace", L"InstallPath"), host::WideFromUtf8(folder.Path()));
+  EXPECT_EQ(Get(store, L"Workspace", L"InstallPath"), host::WideFromUtf8(folder.Path().string()));
   ASSERT_EQ(Set(store, L"Workspace", L"InstallPath", L"/opt/kelo"), S_OK);
   EXPECT_EQ(Get(store, L"Workspace", L"InstallPath"), L"/opt/kelo");
   const std::string written = ReadFile(path);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
@@ -11,6 +10,7 @@
 
 #include "host/core/Text.h"
 #include "host/storage/Components.h"
+#include "tests/common/ScratchFolder.h"
 #include "tests/host/CoreTestSupport.h"
 
 namespace storagetest {
@@ -19,33 +19,11 @@ using coretest::Make;
 using coretest::Str;
 using coretest::Text;
 
-// A fresh folder under the system's temporary folder, removed with everything in it.
-class ScratchFolder {
+// The shared scratch folder, with paths as the host's wide strings.
+class ScratchFolder : public testsupport::ScratchFolder {
  public:
-  ScratchFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kelo-storage-XXXXXX").string();
-    if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-  ~ScratchFolder() {
-    std::error_code ignored;
-    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
-  }
-  const std::string& Path() const { return path_; }
-  std::string File(const std::string& name) const { return path_ + "/" + name; }
+  ScratchFolder() : testsupport::ScratchFolder("kelo-storage") {}
   std::wstring WideFile(const std::string& name) const { return host::WideFromUtf8(File(name)); }
-  // Every entry of the folder, by name.
-  std::vector<std::string> Entries() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(path_))
-      names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-
- private:
-  std::string path_;
 };
 
 // Storage objects made straight from the static library reach strings and every other component

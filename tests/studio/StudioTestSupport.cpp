@@ -137,15 +137,4 @@ apptest::Image DecodeJpeg(const std::string& bytes) {
   return std::move(reader->image);
 }
 
-ScratchFolder::ScratchFolder() {
-  std::string pattern =
-      (std::filesystem::temp_directory_path() / "kelo-studio-test-XXXXXX").string();
-  if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
-}
-
-ScratchFolder::~ScratchFolder() {
-  std::error_code ignored;
-  if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
-}
-
 }  // namespace studiotest

@@ -12,6 +12,7 @@
 
 #include "tests/app/ChildProcess.h"
 #include "tests/app/ProgramTestSupport.h"
+#include "tests/common/ScratchFolder.h"
 
 namespace studiotest {
 
@@ -48,15 +49,6 @@ Json Body(const httplib::Result& result);
 // Decodes a JPEG file's bytes; an empty image when they are not a whole, valid JPEG.
 apptest::Image DecodeJpeg(const std::string& bytes);
 
-// A scratch folder, removed afterwards.
-class ScratchFolder {
- public:
-  ScratchFolder();
-  ~ScratchFolder();
-  const std::filesystem::path& Path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
+using testsupport::ScratchFolder;
 
 }  // namespace studiotest

@@ -7,6 +7,7 @@
 
 #include "app/Settings.h"
 #include "properties/PropInterrogate.h"
+#include "tests/common/ScratchFolder.h"
 #include "tests/module/ModuleTestSupport.h"
 
 namespace kelo {
@@ -208,9 +209,10 @@ TEST(SettingsLibrary, NumbersAreCheckedAgainstTypeRangeAndKind) {
 // each other, a failed save leaving a file behind, a fault changing the effect's settings.
 TEST(SettingsFiles, SavedSettingsLoadBackAndFileFaultsAreReported) {
   if (!HasTransition(L"CoverTransition")) GTEST_SKIP() << "no CoverTransition in this build";
-  char name[] = "/tmp/kelo-settings-test-XXXXXX";
-  ASSERT_NE(mkdtemp(name), nullptr);
-  const std::filesystem::path dir = name, file = dir / "cover.xml";
+  const testsupport::ScratchFolder scratch("kelo-settings-test");
+  const std::filesystem::path& dir = scratch.Path();
+  ASSERT_FALSE(dir.empty());
+  const std::filesystem::path file = dir / "cover.xml";
   auto saved = TransitionSettings::Create(SharedHost(), "CoverTransition");
   ASSERT_TRUE(saved);
   ASSERT_FALSE(saved->Set("Direction", "Left"));
@@ -229,11 +231,8 @@ TEST(SettingsFiles, SavedSettingsLoadBackAndFileFaultsAreReported) {
   ASSERT_TRUE(unwritable);
   EXPECT_EQ(unwritable->kind, SettingsErrorKind::kFileUnwritable);
   EXPECT_EQ(unwritable->file, dir / "nowhere" / "cover.xml");
-  std::size_t files = 0;
-  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(dir)) ++files;
-  EXPECT_EQ(files, 2u);  // cover.xml and broken.xml
+  EXPECT_EQ(scratch.Entries(), (std::vector<std::string>{"broken.xml", "cover.xml"}));
   EXPECT_EQ(CurrentInteger(*loaded, 1), 3);
-  std::filesystem::remove_all(dir);
 }
 
 }  // namespace

@@ -88,16 +88,10 @@ TEST(Cover, CoverAndPushPlaceEveryStrip) {
   }
 }
 
-unsigned char Grey(unsigned, unsigned, unsigned) {
-  return 90;
-}
-unsigned char White(unsigned, unsigned, unsigned) {
-  return 250;
-}
-
 // Catches: crush not squeezing a picture into its share of lines, or not clearing the gap.
 TEST(Cover, CrushSqueezesBothPicturesAndClearsTheGap) {
-  const auto from = MakePicture(10, 10, 24, Grey), to = MakePicture(10, 10, 24, White);
+  const auto from = MakePicture(10, 10, 24, effecttest::Level<90>),
+             to = MakePicture(10, 10, 24, effecttest::Level<250>);
   for (double p : {0.0, 0.35, 1.0}) {
     for (int direction : {0, 1, 2, 3}) {
       const auto bytes =

@@ -8,7 +8,7 @@
 #include "effects/BlendFrame.h"
 #include "effects/Dissolve.h"
 #include "tests/common/TestHost.h"
-#include "tests/module/ModuleTestSupport.h"
+#include "tests/module/EffectTestSupport.h"
 
 namespace {
 
@@ -38,12 +38,6 @@ unsigned char PatternA(unsigned x, unsigned y, unsigned c) {
 unsigned char PatternB(unsigned x, unsigned y, unsigned c) {
   return static_cast<unsigned char>(255 - x * 3 - y * 29 + c * 57);
 }
-unsigned char White(unsigned, unsigned, unsigned) {
-  return 255;
-}
-unsigned char Grey(unsigned, unsigned, unsigned) {
-  return 200;
-}
 
 ComPtr<IKeloTransition> Make(bool additive) {
   return additive ? New<CDissolveAdditive>() : New<CDissolve>();
@@ -70,7 +64,8 @@ TEST(Dissolve, EqualFormatsMatchTheTablesEverywhere) {
   }
   // Worked values, independent of Combine: white halves to 127 + 127; grey 200 at 0.25 adds
   // 200 + 100 and saturates.
-  const auto white = MakePicture(4, 1, 8, White), grey = MakePicture(4, 1, 8, Grey);
+  const auto white = MakePicture(4, 1, 8, effecttest::Level<255>),
+             grey = MakePicture(4, 1, 8, effecttest::Level<200>);
   EXPECT_EQ(Bytes(Render(Make(false).Get(), white.Get(), white.Get(), 0.5).Get())[0], 254);
   EXPECT_EQ(Bytes(Render(Make(true).Get(), grey.Get(), grey.Get(), 0.25).Get())[0], 255);
 }

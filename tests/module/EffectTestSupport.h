@@ -18,24 +18,19 @@
 #include "sdk/ComPtr.h"
 #include "support/REFString.h"
 #include "tests/common/TestHost.h"
+#include "tests/module/ModuleTestSupport.h"
 
 namespace effecttest {
 
 // A new T through its factory, as its IKeloTransition, and the object behind it.
 template <class T>
 ComPtr<IKeloTransition> Make(T** object = nullptr) {
-  ComPtr<IKeloTransition> effect;
-  IID iid = IID_IKeloTransition;
-  EXPECT_EQ(CObject<T>::_CreateInstance(nullptr, &iid, effect.PutVoid()), S_OK);
-  if (object != nullptr) *object = static_cast<T*>(static_cast<CObject<T>*>(effect.Get()));
+  auto effect = moduletest::New<T>();
+  if (object != nullptr) *object = moduletest::Raw<T>(effect);
   return effect;
 }
 
-inline ComPtr<ICIF> Render(IKeloTransition* effect, ICIF* from, ICIF* to, double progress) {
-  ICIF* out = nullptr;
-  EXPECT_EQ(effect->DoTransition(from, to, &out, progress), S_OK);
-  return ComPtr<ICIF>::Adopt(out);
-}
+using moduletest::Render;
 
 struct Shape {
   unsigned width = 0, height = 0;

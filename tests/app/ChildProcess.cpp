@@ -11,18 +11,9 @@
 #include <sstream>
 #include <thread>
 
+#include "tests/app/ProgramTestSupport.h"
+
 namespace apptest {
-
-namespace {
-
-std::string ReadAll(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-}  // namespace
 
 Child StartKelo(const std::filesystem::path& dir, const std::vector<std::string>& args,
                 bool terminal) {
@@ -89,8 +80,8 @@ Ending Finish(Child& child, std::chrono::seconds limit) {
   ending.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
   ending.peakMiB = usage.ru_maxrss / 1024;
   if (!child.out.empty()) {
-    ending.out = ReadAll(child.out);
-    ending.err = ReadAll(child.err);
+    ending.out = ReadFile(child.out);
+    ending.err = ReadFile(child.err);
     std::filesystem::remove(child.out);
     std::filesystem::remove(child.err);
   } else {
@@ -109,7 +100,7 @@ std::vector<pid_t> ProcessesMentioning(const std::string& text) {
   for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
     const std::string name = entry.path().filename().string();
     if (name.find_first_not_of("0123456789") != std::string::npos) continue;
-    std::string command = ReadAll(entry.path() / "cmdline");
+    std::string command = ReadFile(entry.path() / "cmdline");
     for (char& c : command)
       if (c == '\0') c = ' ';
     if (command.find(text) != std::string::npos) found.push_back(std::stoi(name));

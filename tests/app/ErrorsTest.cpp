@@ -1,8 +1,6 @@
 // Every error path of kelo: a one-line message, its exit code, and no file left behind.
 #include <png.h>
 
-#include <fstream>
-
 #include "tests/app/ProgramTestSupport.h"
 
 namespace apptest {
@@ -17,13 +15,9 @@ using ErrorsTest = ProgramTest;
 TEST_F(ErrorsTest, BadPictures) {
   ExpectFailure("frame --from missing.png --to b.png -o out.png", kInput,
                 "cannot read 'missing.png': no such file");
-  std::ofstream(Path("text.png")) << "not a picture\n";
-  std::ofstream(Path("empty.jpg")).close();
-  // A JPEG cut short after its header.
-  WriteJpeg(Path("whole.jpg"), MakeImage(64, 64, Warm));
-  const std::string whole = ReadFile(Path("whole.jpg"));
-  std::ofstream(Path("cut.jpg"), std::ios::binary) << whole.substr(0, whole.size() / 2);
-  std::filesystem::remove(Path("whole.jpg"));
+  Write("text.png", "not a picture\n");
+  Write("empty.jpg", "");
+  WriteCutJpeg("cut.jpg");
   ExpectFailure("frame --from text.png --to b.png -o out.png", kInput,
                 "'text.png': not a PNG or JPEG picture");
   ExpectFailure("render --from a.png --to empty.jpg -o out.gif", kInput,
@@ -118,7 +112,7 @@ TEST_F(ErrorsTest, BadOutputs) {
 
 // Catches: an existing output not replaced, or damaged by a failing run.
 TEST_F(ErrorsTest, ExistingOutputIsReplacedWhole) {
-  std::ofstream(Path("out.png")) << "old";
+  Write("out.png", "old");
   const Result result = Run("frame --from a.png --to b.png --progress 1 -o out.png");
   ASSERT_EQ(result.code, 0) << result.err;
   EXPECT_EQ(MaxDifference(ReadPng(Path("out.png")), ReadPng(Path("b.png"))), 0);

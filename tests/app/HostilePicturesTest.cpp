@@ -3,7 +3,6 @@
 #include <png.h>
 
 #include <chrono>
-#include <fstream>
 
 #include "tests/app/ProgramTestSupport.h"
 
@@ -28,23 +27,19 @@ std::string WithJpegSize(std::string bytes, unsigned width, unsigned height) {
   return bytes;
 }
 
-void WriteBytes(const std::filesystem::path& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
 // Catches: a size checked only once the decoder has taken memory for the picture (a progressive
 // JPEG declaring 65500x65500 took 12.5 GB and minutes), a side or a pixel count over the limits
 // accepted.
 TEST_F(HostilePicturesTest, OversizedPicturesAreRefusedRightAfterTheHeader) {
   WriteJpeg(Path("small.jpg"), MakeImage(64, 64, Warm), 0, true);
-  WriteBytes(Path("progressive.jpg"), WithJpegSize(ReadFile(Path("small.jpg")), 65500, 65500));
+  WriteFile(Path("progressive.jpg"), WithJpegSize(ReadFile(Path("small.jpg")), 65500, 65500));
   WriteJpeg(Path("small.jpg"), MakeImage(64, 64, Warm));
-  WriteBytes(Path("baseline.jpg"), WithJpegSize(ReadFile(Path("small.jpg")), 65500, 65500));
+  WriteFile(Path("baseline.jpg"), WithJpegSize(ReadFile(Path("small.jpg")), 65500, 65500));
   // Within the side limit, over the pixel count.
-  WriteBytes(Path("many.jpg"), WithJpegSize(ReadFile(Path("small.jpg")), 16000, 16000));
+  WriteFile(Path("many.jpg"), WithJpegSize(ReadFile(Path("small.jpg")), 16000, 16000));
   std::string png = ReadFile(Path("a.png"));
   png.replace(16, 8, std::string("\x00\x01\x86\xA0\x00\x01\x86\xA0", 8));  // 100000x100000
-  WriteBytes(Path("huge.png"), png);
+  WriteFile(Path("huge.png"), png);
   std::filesystem::remove(Path("small.jpg"));
   for (const std::string name : {"progressive.jpg", "baseline.jpg", "many.jpg", "huge.png"}) {
     const auto start = std::chrono::steady_clock::now();
@@ -96,14 +91,14 @@ TEST_F(HostilePicturesTest, SixteenBitAndTransparentPngKeepTheirLevels) {
 // data decoded into a garbled picture without a word.
 TEST_F(HostilePicturesTest, DamagedPicturesSayWhatIsWrong) {
   const std::string png = ReadFile(Path("a.png"));
-  WriteBytes(Path("cut.png"), png.substr(0, png.size() - 30));
+  WriteFile(Path("cut.png"), png.substr(0, png.size() - 30));
   ExpectFailure("frame --from cut.png --to b.png -o out.png", kInput,
                 "cannot read 'cut.png': damaged PNG (the file ends early)");
 
   WriteJpeg(Path("whole.jpg"), MakeImage(64, 64, Warm));
   const std::string jpeg = ReadFile(Path("whole.jpg"));
   // The scan data stops half way: the end marker comes early.
-  WriteBytes(Path("corrupt.jpg"), jpeg.substr(0, jpeg.size() / 2) + "\xFF\xD9");
+  WriteFile(Path("corrupt.jpg"), jpeg.substr(0, jpeg.size() / 2) + "\xFF\xD9");
   const Result result = Run("frame --from corrupt.jpg --to b.png -o out.png");
   EXPECT_EQ(result.code, 0) << result.err;
   EXPECT_EQ(result.err.rfind("kelo: warning: 'corrupt.jpg' has corrupt JPEG data", 0), 0u)

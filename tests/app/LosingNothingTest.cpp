@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <fstream>
 
 #include "tests/app/ChildProcess.h"
 #include "tests/app/ProgramTestSupport.h"
@@ -18,16 +17,6 @@ constexpr auto npos = std::string::npos;
 
 class LosingNothingTest : public ProgramTest {
  protected:
-  void Write(const std::string& name, const std::string& text) {
-    std::ofstream(Path(name), std::ios::binary) << text;
-  }
-  // A JPEG cut in half: it looks like a picture and fails only when decoded.
-  void WriteCutJpeg(const std::string& name) {
-    WriteJpeg(Path("whole.jpg"), MakeImage(64, 64, Warm));
-    const std::string whole = ReadFile(Path("whole.jpg"));
-    Write(name, whole.substr(0, whole.size() / 2));
-    std::filesystem::remove(Path("whole.jpg"));
-  }
   bool HiddenFilesThere() const {
     for (const auto& name : Files())
       if (name.find(".kelo-") != npos) return true;

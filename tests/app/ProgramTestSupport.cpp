@@ -33,6 +33,10 @@ std::string ReadFile(const std::filesystem::path& path) {
   return text.str();
 }
 
+void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
 void WritePng(const std::filesystem::path& path, const Image& image, unsigned format) {
   png_image info{};
   info.version = PNG_IMAGE_VERSION;
@@ -261,18 +265,18 @@ double Psnr(const Image& a, const Image& b) {
 }
 
 void ProgramTest::SetUp() {
-  char name[] = "/tmp/kelo-app-test-XXXXXX";
-  ASSERT_NE(mkdtemp(name), nullptr);
-  dir_ = name;
+  ASSERT_FALSE(dir_.empty());
   a_ = MakeImage(48, 32, Warm);
   b_ = MakeImage(48, 32, Cool);
   WritePng(Path("a.png"), a_, PNG_FORMAT_RGB);
   WritePng(Path("b.png"), b_, PNG_FORMAT_RGB);
 }
 
-void ProgramTest::TearDown() {
-  std::error_code ignored;
-  std::filesystem::remove_all(dir_, ignored);
+void ProgramTest::WriteCutJpeg(const std::string& name) const {
+  WriteJpeg(Path("whole.jpg"), MakeImage(64, 64, Warm));
+  const std::string whole = ReadFile(Path("whole.jpg"));
+  Write(name, whole.substr(0, whole.size() / 2));
+  std::filesystem::remove(Path("whole.jpg"));
 }
 
 Result ProgramTest::Run(const std::string& args, const std::string& environment) {

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/common/ScratchFolder.h"
+
 namespace apptest {
 
 struct Rgb {
@@ -69,6 +71,7 @@ void WriteRawPng(const std::filesystem::path& path, unsigned width, unsigned hei
 std::string Capture(const std::string& command);
 
 std::string ReadFile(const std::filesystem::path& path);
+void WriteFile(const std::filesystem::path& path, const std::string& bytes);
 Image ReadPng(const std::filesystem::path& path);
 // Frames of an animated WebP, fully composed; `ends`, when given, receives the time each frame
 // stops showing, in milliseconds from the start.
@@ -111,7 +114,6 @@ struct Result {
 class ProgramTest : public testing::Test {
  protected:
   void SetUp() override;
-  void TearDown() override;
   // Runs kelo with `args` (shell words, already quoted where needed) in the scratch folder;
   // `environment` is put before the program, e.g. "PATH=/nowhere".
   Result Run(const std::string& args, const std::string& environment = "");
@@ -124,10 +126,16 @@ class ProgramTest : public testing::Test {
   // Runs kelo with `args` and "-o output", which must succeed, and reads the PNG it wrote.
   Image RunPng(const std::string& args, const std::string& output);
   std::filesystem::path Path(const std::string& name) const { return dir_ / name; }
+  void Write(const std::string& name, const std::string& bytes) const {
+    WriteFile(Path(name), bytes);
+  }
+  // A JPEG cut in half: it looks like a picture and fails only when decoded.
+  void WriteCutJpeg(const std::string& name) const;
   // Every file name in the scratch folder (recursively, relative), hidden ones included.
   std::vector<std::string> Files() const;
 
-  std::filesystem::path dir_;
+  testsupport::ScratchFolder scratch_{"kelo-app-test"};
+  const std::filesystem::path dir_ = scratch_.Path();
   Image a_, b_;
 };
 

@@ -2,8 +2,6 @@
 // first and last frames equal to the pictures.
 #include <png.h>
 
-#include <fstream>
-
 #include "tests/app/ProgramTestSupport.h"
 
 namespace apptest {
@@ -240,7 +238,7 @@ TEST_F(RenderTest, SettingsByNameOrNumber) {
   EXPECT_EQ(MaxDifference(left, RunPng(frame + "--settings push.xml --set Style=Cover", "c.png")),
             0);
 
-  std::ofstream(Path("broken.xml")) << "<KeloData><Direction>";
+  Write("broken.xml", "<KeloData><Direction>");
   EXPECT_EQ(Run(frame + "--settings missing.xml -o d.png").code, 3);
   EXPECT_EQ(Run(frame + "--settings broken.xml -o d.png").code, 3);
   const Result plain =

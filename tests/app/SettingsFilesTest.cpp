@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <fstream>
 
 #include "tests/app/ProgramTestSupport.h"
 
@@ -19,9 +18,6 @@ class SettingsFilesTest : public ProgramTest {
     ProgramTest::SetUp();
     if (Run("list --names").out.find("CoverTransition\n") == std::string::npos)
       GTEST_SKIP() << "no CoverTransition in this build";
-  }
-  void Write(const std::string& name, const std::string& text) {
-    std::ofstream(Path(name), std::ios::binary) << text;
   }
   const std::string frame_ = "frame --from a.png --to b.png -t CoverTransition ";
 };

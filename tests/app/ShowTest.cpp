@@ -4,7 +4,6 @@
 #include <png.h>
 
 #include <cmath>
-#include <fstream>
 
 #include "tests/app/ProgramTestSupport.h"
 
@@ -12,10 +11,6 @@ namespace apptest {
 namespace {
 
 using ShowTest = ProgramTest;
-
-void WriteText(const std::filesystem::path& path, const std::string& text) {
-  std::ofstream(path) << text;
-}
 
 // The length in seconds of a file's first stream of `type` ("video" or "audio"), by ffprobe; -1
 // when there is none.
@@ -62,7 +57,7 @@ constexpr const char* kExample =
 TEST_F(ShowTest, TimelineShowsLastTheirTimeWithOrWithoutMusic) {
   if (!HaveProgram("ffmpeg") || !HaveProgram("ffprobe")) GTEST_SKIP() << "no ffmpeg/ffprobe";
   std::filesystem::create_directory(Path("show"));
-  WriteText(Path("show/show.json"), kExample);
+  WriteFile(Path("show/show.json"), kExample);
   std::filesystem::copy_file(Path("a.png"), Path("show/a.png"));
   std::filesystem::copy_file(Path("b.png"), Path("show/c.png"));
   WriteJpeg(Path("show/b.jpg"), MakeImage(48, 32, Warm));
@@ -136,14 +131,14 @@ TEST_F(ShowTest, TransitionsReceiveEasedProgress) {
 
   // In a show a transition's frames lie strictly between the pictures: times 0.1 ... 0.9, through
   // the slide's own ease-out; the command line's --easing gives way to it.
-  WriteText(Path("fade.json"), R"x({"defaults": {"hold": 0.1, "duration": 0.9, "easing": "ease-in"},
+  WriteFile(Path("fade.json"), R"x({"defaults": {"hold": 0.1, "duration": 0.9, "easing": "ease-in"},
     "slides": [{"picture": "black.png",
                 "transition": {"name": "DissolveTransition", "easing": "ease-out"}},
                "white.png"]})x");
   Succeeds("slideshow --timeline fade.json --fps 10 --easing linear -o out.rgb");
   expectNear(levels("out.rgb"), {0, 40, 78, 113, 145, 174, 200, 221, 239, 250, 255});
   // Without a per-transition easing the command line's overrides the defaults' ease-in.
-  WriteText(Path("plain.json"), R"x({"defaults": {"hold": 0.1, "duration": 0.9, "easing": "ease-in",
+  WriteFile(Path("plain.json"), R"x({"defaults": {"hold": 0.1, "duration": 0.9, "easing": "ease-in",
     "transition": "DissolveTransition"}, "slides": ["black.png", "white.png"]})x");
   Succeeds("slideshow --timeline plain.json --fps 10 --easing linear -o linear.rgb");
   expectNear(levels("linear.rgb"), {0, 25, 51, 76, 102, 127, 153, 178, 204, 229, 255});
@@ -161,7 +156,7 @@ TEST_F(ShowTest, MotionFlowsThroughTransitions) {
                   return Rgb{static_cast<std::uint8_t>(v), static_cast<std::uint8_t>(255 - v), 90};
                 }),
       PNG_FORMAT_RGB);
-  WriteText(Path("flow.toml"), R"x([defaults]
+  WriteFile(Path("flow.toml"), R"x([defaults]
 hold = 1.5
 duration = 0.5
 transition = "DissolveTransition"
@@ -188,17 +183,17 @@ motion = "zoom-out"
 // Catches: a refusal about a timeline's value that names neither the line nor the field, a
 // refusal that leaves output behind, pictures and a timeline both taken.
 TEST_F(ShowTest, TimelineRefusalsNameTheLineAndField) {
-  WriteText(Path("name.json"),
+  WriteFile(Path("name.json"),
             "{\"slides\": [{\"picture\": \"a.png\",\n  \"transition\": {\"name\": \"Dissolv\"}},"
             " \"b.png\"]}");
   ExpectFailure("slideshow --timeline name.json -o out.webp", 2,
                 "name.json:2: slides[0].transition.name: unknown transition 'Dissolv'");
-  WriteText(Path("setting.json"),
+  WriteFile(Path("setting.json"),
             "{\"slides\": [{\"picture\": \"a.png\", \"transition\": {\"name\": \"Push\",\n"
             "  \"settings\": {\n    \"Direction\": \"Sideways\"}}}, \"b.png\"]}");
   ExpectFailure("slideshow --timeline setting.json -o out.webp", 2,
                 "setting.json:3: slides[0].transition.settings.Direction: ");
-  WriteText(Path("missing.toml"),
+  WriteFile(Path("missing.toml"),
             "[[slides]]\npicture = \"a.png\"\n[[slides]]\npicture = \"c.png\"\n");
   ExpectFailure("slideshow --timeline missing.toml -o out.webp", 3, "missing.toml:3: slides[1]: ");
   ExpectFailure("slideshow a.png --timeline missing.toml -o out.webp", 2, "not both");

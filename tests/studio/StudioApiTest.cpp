@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <thread>
 
 #include "tests/studio/StudioTestSupport.h"
@@ -118,15 +117,11 @@ TEST_F(StudioApi, RefusesAnythingButItsOwnPage) {
   ExpectRefused(bare.Get("/api/transitions?token=" + token.substr(1)), 401, "token");
   ExpectRefused(bare.Post("/api/sessions?transition=cover"), 401, "token");
   const std::string port = std::to_string(studio_->Port());
-  ExpectRefused(bare.Get("/api/transitions?token=" + token, {{"Host", "attacker.example:" + port}}),
-                403, "127.0.0.1");
-  ExpectRefused(bare.Get("/api/transitions?token=" + token, {{"Host", "127.0.0.1:1"}}), 403,
-                "127.0.0.1");
-  ExpectRefused(
-      bare.Get("/api/transitions?token=" + token, {{"Origin", "http://attacker.example"}}), 403,
-      "127.0.0.1");
-  ExpectRefused(bare.Get("/api/transitions?token=" + token, {{"Origin", "null"}}), 403,
-                "127.0.0.1");
+  for (const httplib::Headers& headers : {httplib::Headers{{"Host", "attacker.example:" + port}},
+                                          {{"Host", "127.0.0.1:1"}},
+                                          {{"Origin", "http://attacker.example"}},
+                                          {{"Origin", "null"}}})
+    ExpectRefused(bare.Get("/api/transitions?token=" + token, headers), 403, "127.0.0.1");
   ExpectRefused(
       bare.Post("/api/sessions?transition=cover&token=" + token,
                 httplib::Headers{{"Origin", "http://127.0.0.1:" + port + ".attacker.example"}}),
@@ -215,16 +210,17 @@ TEST_F(StudioApi, PropertiesAreTheEffectsOwnAndChangeTheFrame) {
   EXPECT_EQ(PropertyNamed(Set(client, state, "Direction", "1"), "Direction")["text"], "Right");
 
   // Refused, and nothing changes.
-  ExpectRefused(client.Post(Query(SessionPath(state, "/property"), {{"id", "99"}, {"value", "1"}})),
-                404, "no setting '99'");
-  ExpectRefused(client.Post(Query(SessionPath(state, "/property"), {{"id", "-1"}, {"value", "1"}})),
-                404, "no setting");
-  ExpectRefused(client.Post(Query(SessionPath(state, "/property"), {{"id", id}, {"value", "7"}})),
-                400, "expected one of");
-  ExpectRefused(
-      client.Post(Query(SessionPath(state, "/property"), {{"id", id}, {"value", "Sideways"}})), 400,
-      "expected one of");
-  ExpectRefused(client.Post(Query(SessionPath(state, "/property"), {{"id", id}})), 400, "missing");
+  const struct {
+    std::vector<std::pair<std::string, std::string>> params;
+    int status;
+    std::string words;
+  } refusals[] = {{{{"id", "99"}, {"value", "1"}}, 404, "no setting '99'"},
+                  {{{"id", "-1"}, {"value", "1"}}, 404, "no setting"},
+                  {{{"id", id}, {"value", "7"}}, 400, "expected one of"},
+                  {{{"id", id}, {"value", "Sideways"}}, 400, "expected one of"},
+                  {{{"id", id}}, 400, "missing"}};
+  for (const auto& [params, status, words] : refusals)
+    ExpectRefused(client.Post(Query(SessionPath(state, "/property"), params)), status, words);
   EXPECT_EQ(PropertyNamed(Current(client, state), "Direction")["text"], "Right");
 
   // Another page's effect is its own.
@@ -300,9 +296,9 @@ TEST_F(StudioApi, SavesAndLoadsTheSettingsFilesKeloReads) {
   ExpectRefused(client.Post(SessionPath(fresh, "/save?file=notes.txt")), 400, ".xml");
   ExpectRefused(client.Post(SessionPath(fresh, "/save?file=")), 400, "name");
   ExpectRefused(client.Post(SessionPath(fresh, "/load?file=missing.xml")), 404, "missing.xml");
-  std::ofstream(Folder() / "bad.xml") << "<KeloData><Direction>Sideways</Direction></KeloData>";
+  apptest::WriteFile(Folder() / "bad.xml", "<KeloData><Direction>Sideways</Direction></KeloData>");
   ExpectRefused(client.Post(SessionPath(fresh, "/load?file=bad.xml")), 400, "Sideways");
-  std::ofstream(Folder() / "broken.xml") << "<KeloData><Direction>";
+  apptest::WriteFile(Folder() / "broken.xml", "<KeloData><Direction>");
   ExpectRefused(client.Post(SessionPath(fresh, "/load?file=broken.xml")), 400, "broken.xml");
   EXPECT_EQ(PropertyNamed(Current(client, fresh), "Direction")["text"], "Left");
 }
@@ -326,7 +322,7 @@ TEST_F(StudioApi, ExportsClipsForDownload) {
     auto file = client.Get("/api/exports/" + id + "/file");
     EXPECT_TRUE(file && file->status == 200);
     const auto path = Folder() / ("export." + format);
-    std::ofstream(path, std::ios::binary) << file->body;
+    apptest::WriteFile(path, file ? file->body : "");
     return path;
   };
   EXPECT_EQ(apptest::ReadWebP(run("webp")).size(), 4u);
@@ -335,12 +331,10 @@ TEST_F(StudioApi, ExportsClipsForDownload) {
     EXPECT_EQ(apptest::ProbeVideo(run("mp4")), (apptest::Clip{4, 1920, 1080, 0}));
   }
 
-  ExpectRefused(client.Post(SessionPath(state, "/export?format=avi&duration=1&fps=10")), 400,
-                "avi");
-  ExpectRefused(client.Post(SessionPath(state, "/export?format=gif&duration=0&fps=10")), 400,
-                "duration");
-  ExpectRefused(client.Post(SessionPath(state, "/export?format=gif&duration=1&fps=1000")), 400,
-                "fps");
+  for (const auto& [query, words] : {std::pair{"format=avi&duration=1&fps=10", "avi"},
+                                     {"format=gif&duration=0&fps=10", "duration"},
+                                     {"format=gif&duration=1&fps=1000", "fps"}})
+    ExpectRefused(client.Post(SessionPath(state, "/export?") + query), 400, words);
   ExpectRefused(client.Post("/api/sessions/abc/export?format=gif&duration=1&fps=10"), 404,
                 "session");
   ExpectRefused(client.Get("/api/exports/999"), 404, "999");

@@ -214,22 +214,12 @@ std::vector<Image> ReadGifFrames(const std::filesystem::path& path, std::vector<
 }
 
 Clip ReadGif(const std::filesystem::path& path) {
-  Clip result;
-  int error = 0;
-  GifFileType* gif = DGifOpenFileName(path.c_str(), &error);
-  if (gif == nullptr || DGifSlurp(gif) != GIF_OK) {
-    ADD_FAILURE() << "cannot read " << path;
-    if (gif != nullptr) DGifCloseFile(gif, &error);
-    return result;
-  }
-  result = {gif->ImageCount, static_cast<unsigned>(gif->SWidth),
-            static_cast<unsigned>(gif->SHeight)};
-  for (int i = 0; i < gif->ImageCount; ++i) {
-    GraphicsControlBlock control;
-    if (DGifSavedExtensionToGCB(gif, i, &control) == GIF_OK) result.hundredths += control.DelayTime;
-  }
-  DGifCloseFile(gif, &error);
-  return result;
+  std::vector<int> delays;
+  const std::vector<Image> frames = ReadGifFrames(path, &delays);
+  if (frames.empty()) return {};
+  Clip clip{static_cast<int>(frames.size()), frames[0].width, frames[0].height};
+  for (int delay : delays) clip.hundredths += delay;
+  return clip;
 }
 
 bool HaveProgram(const std::string& name) {

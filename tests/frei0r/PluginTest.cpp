@@ -147,18 +147,16 @@ TEST(Frei0rPlugins, SettingsReachTheEffectAndReadBack) {
   ASSERT_NE(instance, nullptr);
   EXPECT_EQ(push.Text(instance, 1), "Top");
   EXPECT_EQ(push.Text(instance, 2), "Push");  // the preset's style
-  push.SetText(instance, 1, "left");
-  EXPECT_EQ(push.Text(instance, 1), "Left");
-  push.SetText(instance, 1, "2");
-  EXPECT_EQ(push.Text(instance, 1), "Bottom");
-  push.SetText(instance, 1, "Sideways");
-  EXPECT_EQ(push.Text(instance, 1), "Bottom");
-  push.SetText(instance, 1, "9");
-  EXPECT_EQ(push.Text(instance, 1), "Bottom");
-  push.SetNumber(instance, 0, 1.7);
-  EXPECT_EQ(push.Number(instance, 0), 1);
-  push.SetNumber(instance, 0, -3);
-  EXPECT_EQ(push.Number(instance, 0), 0);
+  // A name in any case, a number, then refused values that keep the last one.
+  for (auto [text, shown] :
+       {std::pair{"left", "Left"}, {"2", "Bottom"}, {"Sideways", "Bottom"}, {"9", "Bottom"}}) {
+    push.SetText(instance, 1, text);
+    EXPECT_EQ(push.Text(instance, 1), shown) << text;
+  }
+  for (auto [progress, kept] : {std::pair{1.7, 1.0}, {-3.0, 0.0}}) {
+    push.SetNumber(instance, 0, progress);
+    EXPECT_EQ(push.Number(instance, 0), kept) << progress;
+  }
   push.destruct(instance);
 
   Plugin shutter("ShutterBandsTransition");

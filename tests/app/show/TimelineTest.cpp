@@ -6,6 +6,7 @@
 
 #include "app/Errors.h"
 #include "app/Timeline.h"
+#include "tests/common/ScratchFolder.h"
 
 namespace {
 
@@ -179,10 +180,9 @@ TEST(TimelineTest, EachRefusalNamesTheFileLineAndField) {
 
 // Catches: a missing, oversized or misnamed file read anyway or refused with the wrong code.
 TEST(TimelineTest, FilesAreReadWithinTheirLimits) {
-  const auto folder =
-      std::filesystem::temp_directory_path() /
-      ("kelo-timeline-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
-  std::filesystem::create_directories(folder);
+  const testsupport::ScratchFolder scratch("kelo-timeline");
+  const std::filesystem::path& folder = scratch.Path();
+  ASSERT_FALSE(folder.empty());
   auto codeOf = [](const std::filesystem::path& file) {
     try {
       kelo::ReadTimeline(file);
@@ -198,7 +198,6 @@ TEST(TimelineTest, FilesAreReadWithinTheirLimits) {
   EXPECT_EQ(codeOf(folder / "huge.json"), kelo::kExitInput);
   std::ofstream(folder / "good.toml") << kTomlExample;
   EXPECT_EQ(codeOf(folder / "good.toml"), 0);
-  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

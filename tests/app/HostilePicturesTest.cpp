@@ -32,14 +32,14 @@ std::string WithJpegSize(std::string bytes, unsigned width, unsigned height) {
 // accepted.
 TEST_F(HostilePicturesTest, OversizedPicturesAreRefusedRightAfterTheHeader) {
   WriteJpeg(Path("small.jpg"), MakeImage(64, 64, Warm), 0, true);
-  WriteFile(Path("progressive.jpg"), WithJpegSize(ReadFile(Path("small.jpg")), 65500, 65500));
+  Write("progressive.jpg", WithJpegSize(ReadFile(Path("small.jpg")), 65500, 65500));
   WriteJpeg(Path("small.jpg"), MakeImage(64, 64, Warm));
-  WriteFile(Path("baseline.jpg"), WithJpegSize(ReadFile(Path("small.jpg")), 65500, 65500));
+  Write("baseline.jpg", WithJpegSize(ReadFile(Path("small.jpg")), 65500, 65500));
   // Within the side limit, over the pixel count.
-  WriteFile(Path("many.jpg"), WithJpegSize(ReadFile(Path("small.jpg")), 16000, 16000));
+  Write("many.jpg", WithJpegSize(ReadFile(Path("small.jpg")), 16000, 16000));
   std::string png = ReadFile(Path("a.png"));
   png.replace(16, 8, std::string("\x00\x01\x86\xA0\x00\x01\x86\xA0", 8));  // 100000x100000
-  WriteFile(Path("huge.png"), png);
+  Write("huge.png", png);
   std::filesystem::remove(Path("small.jpg"));
   for (const std::string name : {"progressive.jpg", "baseline.jpg", "many.jpg", "huge.png"}) {
     const auto start = std::chrono::steady_clock::now();
@@ -91,14 +91,14 @@ TEST_F(HostilePicturesTest, SixteenBitAndTransparentPngKeepTheirLevels) {
 // data decoded into a garbled picture without a word.
 TEST_F(HostilePicturesTest, DamagedPicturesSayWhatIsWrong) {
   const std::string png = ReadFile(Path("a.png"));
-  WriteFile(Path("cut.png"), png.substr(0, png.size() - 30));
+  Write("cut.png", png.substr(0, png.size() - 30));
   ExpectFailure("frame --from cut.png --to b.png -o out.png", kInput,
                 "cannot read 'cut.png': damaged PNG (the file ends early)");
 
   WriteJpeg(Path("whole.jpg"), MakeImage(64, 64, Warm));
   const std::string jpeg = ReadFile(Path("whole.jpg"));
   // The scan data stops half way: the end marker comes early.
-  WriteFile(Path("corrupt.jpg"), jpeg.substr(0, jpeg.size() / 2) + "\xFF\xD9");
+  Write("corrupt.jpg", jpeg.substr(0, jpeg.size() / 2) + "\xFF\xD9");
   const Result result = Run("frame --from corrupt.jpg --to b.png -o out.png");
   EXPECT_EQ(result.code, 0) << result.err;
   EXPECT_EQ(result.err.rfind("kelo: warning: 'corrupt.jpg' has corrupt JPEG data", 0), 0u)

@@ -29,11 +29,7 @@ struct Line {
 };
 
 ComPtr<IKeloTransition> MakeCover(int style, int direction) {
-  auto effect = moduletest::New<CCover>();
-  auto properties = effect.As<IUIPropInterrogate>();
-  properties->Control(CCover::kDirection, direction);
-  properties->Control(CCover::kStyle, style);
-  return effect;
+  return effecttest::NewWith<CCover>({{CCover::kDirection, direction}, {CCover::kStyle, style}});
 }
 
 using effecttest::Setting;
